@@ -1,0 +1,125 @@
+// kor — the dynamically typed value of the variant flavour.
+//
+// A Variant holds Empty, Null, a 16-bit integer, a 32-bit integer, a double,
+// a string (UTF-8), a Boolean, or the marker of an omitted optional argument.
+// Arithmetic reads it as a double: Empty is 0, True is -1, a string that reads
+// as a number is that number; anything else is a type mismatch (error 13), and
+// Null is error 94.  Counts and subscripts are read as whole numbers, rounding
+// half to even, with overflow (error 6) outside the 16-bit or 32-bit range.
+#pragma once
+
+#include <cstdint>
+#include <iosfwd>
+#include <string>
+#include <string_view>
+
+namespace kor {
+
+class Variant {
+ public:
+  enum class Type : std::uint8_t { Empty, Null, Integer, Long, Double, String, Boolean, Missing };
+
+  Variant() noexcept : type_(Type::Empty) { u_.d = 0; }
+  Variant(short v) noexcept : type_(Type::Integer) { u_.i16 = v; }
+  // An int is typed like a literal of the automation language: a 16-bit
+  // integer when it fits, a 32-bit integer otherwise.
+  Variant(int v) noexcept {
+    if (v >= INT16_MIN && v <= INT16_MAX) {
+      type_ = Type::Integer;
+      u_.i16 = static_cast<std::int16_t>(v);
+    } else {
+      type_ = Type::Long;
+      u_.i32 = v;
+    }
+  }
+  Variant(double v) noexcept : type_(Type::Double) { u_.d = v; }
+  Variant(bool v) noexcept : type_(Type::Boolean) { u_.b = v; }
+  Variant(const char* s) : Variant(std::string_view(s)) {}
+  Variant(std::string_view s);
+  Variant(const std::string& s) : Variant(std::string_view(s)) {}
+
+  static Variant null() noexcept { return Variant(Type::Null); }
+  static Variant missing() noexcept { return Variant(Type::Missing); }
+  static Variant from_long(std::int32_t v) noexcept {
+    Variant r(Type::Long);
+    r.u_.i32 = v;
+    return r;
+  }
+
+  Variant(const Variant& o);
+  Variant(Variant&& o) noexcept : type_(o.type_), u_(o.u_) { o.type_ = Type::Empty; }
+  Variant& operator=(const Variant& o);
+  Variant& operator=(Variant&& o) noexcept;
+  ~Variant() { release(); }
+
+  Type type() const noexcept { return type_; }
+  bool is_empty() const noexcept { return type_ == Type::Empty; }
+  bool is_null() const noexcept { return type_ == Type::Null; }
+  bool is_missing() const noexcept { return type_ == Type::Missing; }
+  bool is_string() const noexcept { return type_ == Type::String; }
+  bool is_numeric() const noexcept {
+    return type_ == Type::Integer || type_ == Type::Long || type_ == Type::Double;
+  }
+
+  // The value as a double (errors 13 and 94 as described above).
+  double to_double() const {
+    if (type_ == Type::Double) return u_.d;  // the common case, kept inline
+    return to_double_slow();
+  }
+  // Whole numbers, rounding half to even; overflow is error 6.
+  std::int16_t to_int16() const;
+  std::int32_t to_int32() const;
+  bool to_bool() const;
+
+  // Raw access for callers that have checked the type.
+  std::int16_t int16_value() const noexcept { return u_.i16; }
+  std::int32_t int32_value() const noexcept { return u_.i32; }
+  double double_value() const noexcept { return u_.d; }
+  bool bool_value() const noexcept { return u_.b; }
+  std::string_view string_value() const noexcept {
+    return type_ == Type::String ? std::string_view(*u_.s) : std::string_view();
+  }
+
+  // Text as the automation language prints it (numbers as with Str, without the
+  // leading space of non-negative numbers; True/False; Empty as "").
+  std::string to_string() const;
+
+  // Same type and same value (NaN equals nothing).
+  friend bool operator==(const Variant& a, const Variant& b) noexcept;
+
+ private:
+  explicit Variant(Type t) noexcept : type_(t) { u_.d = 0; }
+  void release() noexcept;
+  double to_double_slow() const;
+
+  Type type_;
+  union {
+    std::int16_t i16;
+    std::int32_t i32;
+    double d;
+    bool b;
+    std::string* s;
+  } u_;
+};
+
+std::ostream& operator<<(std::ostream& os, const Variant& v);
+
+// Conversions shared by every face.
+namespace convert {
+// Rounds half to even and checks the range (error 6 outside, and for NaN).
+std::int16_t to_int16(double x);
+std::int32_t to_int32(double x);
+// Reads a whole string as a number the way automation does (surrounding
+// spaces allowed, an optional sign, decimals and an exponent); error 13 if it is not one.
+double string_to_double(std::string_view s);
+// The value of the longest prefix of s that is a decimal number (digits,
+// optional fraction, optional exponent); 0 with used == 0 if there is none.
+// A value too large for a double is error 6; one too small reads as 0.
+double decimal_prefix(std::string_view s, std::size_t& used);
+// A number as the automation language's Str prints it: a leading space for a
+// non-negative number, up to 15 significant digits, no zero before the
+// decimal point (" .5"), and an exponent outside 1E-4 .. 1E+15 (" 1E+20").
+std::string str(double x);
+}  // namespace convert
+
+}  // namespace kor

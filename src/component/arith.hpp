@@ -1,0 +1,52 @@
+// Checked double arithmetic.
+//
+// The automation runtime never lets an infinity or a NaN through: an
+// operation whose result does not fit a double is overflow (error 6), a
+// division of a non-zero number by zero is error 11, 0/0 is overflow, and a
+// power with a negative base and a fractional exponent (or a zero base and a
+// negative exponent) is an invalid call (error 5).  Every method of both
+// flavours computes through these helpers, so both raise the same errors.
+#pragma once
+
+#include <cmath>
+
+#include "kor/error.hpp"
+
+namespace kor::arith {
+
+[[noreturn]] inline void raise(int number) { throw Error(number); }
+
+inline double checked(double r) {
+  if (!std::isfinite(r)) [[unlikely]] raise(err::kOverflow);
+  return r;
+}
+
+inline double add(double a, double b) { return checked(a + b); }
+inline double sub(double a, double b) { return checked(a - b); }
+inline double mul(double a, double b) { return checked(a * b); }
+
+inline double div(double a, double b) {
+  if (b == 0.0) [[unlikely]] raise(a == 0.0 || std::isnan(a) ? err::kOverflow : err::kDivisionByZero);
+  return checked(a / b);
+}
+
+inline double pow(double a, double b) {
+  if (a < 0.0 && b != std::trunc(b)) [[unlikely]] raise(err::kInvalidCall);
+  if (a == 0.0 && b < 0.0) [[unlikely]] raise(err::kInvalidCall);
+  return checked(std::pow(a, b));
+}
+
+inline double exp(double x) { return checked(std::exp(x)); }
+
+// Square root and logarithm of the runtime: a negative (or, for Log, a
+// non-positive) argument is an invalid call.
+inline double sqrt(double x) {
+  if (x < 0.0) [[unlikely]] raise(err::kInvalidCall);
+  return std::sqrt(x);
+}
+inline double log(double x) {
+  if (!(x > 0.0)) [[unlikely]] raise(err::kInvalidCall);
+  return std::log(x);
+}
+
+}  // namespace kor::arith

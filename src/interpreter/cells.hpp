@@ -1,0 +1,18 @@
+// The evaluator's view of kor::Variant cells in a variable table or vector.
+#pragma once
+
+#include <string_view>
+
+#include "kor/variant.hpp"
+
+namespace kor {
+
+// A table row matches when its name cell is a string equal to the
+// upper-cased name; a cell of any other type never matches.
+inline bool cell_is_name(const Variant& cell, std::string_view upper_name) {
+  return cell.is_string() && cell.string_value() == upper_name;
+}
+
+inline double cell_number(const Variant& cell) { return cell.to_double(); }
+
+}  // namespace kor

@@ -1,0 +1,348 @@
+// The expression evaluator behind Interpret::Interp.
+//
+// One left-to-right scan per nesting level with a small operand list and
+// operator list; precedence comes from deferring operators (ReducePending),
+// not from a grammar, and parentheses and function arguments are evaluated by
+// recursive calls on the rest of the text.  Clients depend on its exact
+// behaviour, odd corners included, so the scan is written to follow that
+// behaviour step by step: positions are 16-bit, the lists have fixed sizes
+// (operands 1..10, operators 1..6) and overflowing them is error 9, failures
+// return the error value -9999 with a negative status.
+//
+// The template parameters are the views of the variable table and of the
+// indexed variables, so the same scan serves kor::VariantArray in C++ and the
+// caller's SAFEARRAYs in the COM server.  A view provides:
+//   table.ubound(1), table(i, j) -> cell;  vector(k) -> cell
+// and the cell type provides, found by argument-dependent lookup:
+//   bool cell_is_name(const Cell&, std::string_view upper_name)
+//   double cell_number(const Cell&)
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "component/arith.hpp"
+#include "interpreter/text.hpp"
+#include "kor/error.hpp"
+#include "kor/message.hpp"
+#include "kor/variant.hpp"
+
+namespace kor::interpreter {
+
+inline constexpr double kErrorValue = -9999.0;
+// The constant pi of the function table: fifteen significant digits, not the
+// rounded double of pi.
+inline constexpr double kPi = 3.14159265358979;
+// Nesting deeper than this raises error 28 instead of exhausting the stack.
+inline constexpr int kMaxDepth = 1000;
+
+inline bool is_error_value(double v) { return std::abs(v + 9999.0) < 1e-5; }
+
+// Positions and counts are 16-bit: a value outside that range is overflow.
+inline std::int16_t pos16(int v) {
+  if (v < INT16_MIN || v > INT16_MAX) [[unlikely]] throw Error(err::kOverflow);
+  return static_cast<std::int16_t>(v);
+}
+
+inline constexpr const char* kSpaceMessage = "Mezery ve výrazu jsou nepřípustné!";
+inline constexpr const char* kNotFilledMessage = "Nenaplněno pole proměnná - hodnota!";
+inline constexpr const char* kTitle = "Interpret";
+
+// The pending operands and operators of one nesting level.
+struct Level {
+  double opd[11] = {};   // slots 1..10; slot 0 never holds an operand
+  char ops[7] = {};      // slots 1..6 hold ")", "^", "/", "*", "-", "+"
+  int power = 0;         // operator slot 0: the count of pending "^"
+  int n = 0;             // operand count
+  int m = 0;             // operator count
+
+  // Slots above the operator count hold no operator, whatever they kept.
+  char op_at(int i) const { return i >= 1 && i <= m ? ops[i] : '\0'; }
+
+  double& operand_slot(int i) {
+    if (i > 10) [[unlikely]] throw Error(err::kSubscript);
+    return opd[i];
+  }
+  char& operator_slot(int i) {
+    if (i > 6) [[unlikely]] throw Error(err::kSubscript);
+    return ops[i];
+  }
+  void push_operand(double v) {
+    n = pos16(n + 1);
+    operand_slot(n) = v;
+  }
+  void push_operator(char c) {
+    m = pos16(m + 1);
+    operator_slot(m) = c;
+    if (c == '^') ++power;
+  }
+};
+
+// ApplyOperator: operand i := operand i op operand i+1, then close the gap.
+// The closing reads one slot beyond the larger count, which is error 9 when
+// a list is full.
+inline void ApplyOperator(Level& L, int i) {
+  const double a = L.opd[i], b = L.opd[i + 1];
+  double r = 0;
+  switch (L.ops[i]) {
+    case '+': r = arith::add(a, b); break;
+    case '-': r = arith::sub(a, b); break;
+    case '*': r = arith::mul(a, b); break;
+    case '/': r = arith::div(a, b); break;
+    case '^': r = arith::pow(a, b); break;
+    default: break;
+  }
+  L.opd[i] = r;
+  const int top = std::max(L.n, L.m);
+  for (int k = i + 1; k <= top; ++k) {
+    L.opd[k] = L.operand_slot(k + 1);
+    L.ops[k - 1] = L.operator_slot(k);
+  }
+  L.n -= 1;
+  L.m -= 1;
+}
+
+// ReducePending: applies what precedence allows.  "^" always; "*" and "/"
+// unless a "^" is pending; "+" and "-" unless a "^" is pending, and then only
+// in the final reduction or when the next operator is ")", "-" or "+".
+inline void ReducePending(Level& L, bool final) {
+  if (L.n == 1) return;
+  bool applied;
+  do {
+    applied = false;
+    for (int i = 1; i <= L.n - 1; ++i) {
+      const char op = L.op_at(i);
+      bool apply = false;
+      switch (op) {
+        case '^': apply = true; break;
+        case '*':
+        case '/': apply = L.power <= 0; break;
+        case '+':
+        case '-':
+          if (L.power > 0) break;
+          if (final) {
+            apply = true;
+          } else {
+            const char next = L.op_at(i + 1);
+            apply = next == ')' || next == '-' || next == '+';
+          }
+          break;
+        default: break;
+      }
+      if (apply) {
+        ApplyOperator(L, i);
+        if (op == '^') --L.power;
+        applied = true;
+      }
+    }
+  } while (applied);
+  if (L.m < 0 || L.n < 0) {
+    ShowMessage("Interpret: Chyba čítače! " + convert::str(L.m) + "   " + convert::str(L.n), style::kCritical,
+                kTitle);
+  }
+}
+
+// EvaluateFunction: the 21 functions, by upper-cased name.
+inline double EvaluateFunction(std::string_view name, double x, std::int16_t ipok) {
+  const UpperName up(name);
+  const std::string_view u = up.view();
+  if (u == "EXP") return arith::exp(x);
+  if (u == "SQR") {
+    if (x > 0) return std::sqrt(x);
+    // Zero is rejected too: clients rely on it.
+    if (ipok >= 0)
+      ShowMessage("Odmocnina: záporný argument " + convert::str(x), style::kCritical, kTitle);
+    return kErrorValue;
+  }
+  if (u == "LN") return x > 0 ? std::log(x) : kErrorValue;
+  if (u == "LOG" || u == "LOG10") return x > 0 ? std::log(x) / std::log(10.0) : kErrorValue;
+  if (u == "SIN") return std::sin(x);
+  if (u == "COS") return std::cos(x);
+  if (u == "TAN") return std::tan(x);
+  if (u == "ATN") return std::atan(x);
+  if (u == "ASN") {
+    if (std::abs(x) > 1) return kErrorValue;
+    // Only the neighbourhood of +1 is special: x = -1 divides by zero.
+    if (std::abs(x - 1) < 1e-6) return ((x > 0) - (x < 0)) * kPi / 2;
+    return std::atan(arith::div(x, std::sqrt(1 - x * x)));
+  }
+  if (u == "ACS") {
+    if (std::abs(x) > 1) return kErrorValue;
+    if (std::abs(x) < 1e-6) return kPi / 2;
+    // A negative x gives a negative angle, not the principal arc cosine.
+    return std::atan(arith::div(std::sqrt(1 - x * x), x));
+  }
+  if (u == "SINH") return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), 2);
+  if (u == "COSH") return arith::div(arith::add(arith::exp(x), arith::exp(-x)), 2);
+  if (u == "TANH")
+    return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), arith::add(arith::exp(-x), arith::exp(x)));
+  if (u == "COTGH")
+    return arith::div(arith::add(arith::exp(x), arith::exp(-x)), arith::sub(arith::exp(x), arith::exp(-x)));
+  if (u == "SGN") return (x > 0) - (x < 0);
+  if (u == "FIX") return std::trunc(x);
+  if (u == "INT") return std::floor(x);
+  if (u == "RAD") {
+    // Mod rounds to a whole number first: fractional degrees are lost.
+    const std::int32_t whole = convert::to_int32(x);
+    return (static_cast<double>(whole % 360) / 180) * kPi;
+  }
+  if (u == "DEG") return (x / kPi) * 180;
+  if (u == "EQ") return x;
+  if (ipok >= 0) ShowMessage("Neznámá fce: " + std::string(name), style::kCritical, "Interp");
+  return kErrorValue;
+}
+
+template <class Table, class Vector>
+class Evaluator {
+ public:
+  Evaluator(const Table& pr, const Vector& y) : pr_(pr), y_(y) {}
+
+  // Interp: the value of the text, or -9999 with a negative ipok.
+  double Interp(std::string_view s, std::int16_t& ipok, int depth = 0) {
+    if (depth >= kMaxDepth) throw Error(err::kOutOfStack);
+    const std::int16_t entry = ipok;
+    const int len = pos16(static_cast<int>(std::min<std::size_t>(s.size(), 1u << 20)));
+    auto at = [&](int p) -> char { return p >= 1 && p <= len ? s[static_cast<std::size_t>(p - 1)] : '\0'; };
+
+    Level L;
+    int tok = 1;      // token start
+    int pos = 1;      // scan position
+    int last_op = 0;  // position of the operator that ended the latest token
+    char ch = '\0';   // current character
+    double sign = 1.0;
+    std::int16_t level = entry;
+
+    auto apply_sign = [&] {
+      if (sign < 0 && L.n == 1) {
+        L.opd[1] = -L.opd[1];
+        sign = 1.0;
+      }
+    };
+    auto fail = [&](std::int16_t status) {
+      ipok = status;
+      return kErrorValue;
+    };
+
+    for (;;) {
+      pos = tok;
+      while (pos <= len) {
+        ch = at(pos);
+        if (ch == ' ') {
+          if (entry >= 0) ShowMessage(kSpaceMessage, style::kCritical, kTitle);
+          return fail(-1);
+        }
+        if (ch == '-' && pos == tok && (pos == 1 || at(tok - 1) == '(')) {
+          sign = -1.0;  // unary minus of the first operand
+          tok = pos16(tok + 1);
+        } else if ((ch == '+' || ch == '-') && pos > tok + 1 && is_digit(at(pos - 2)) &&
+                   (at(pos - 1) == 'E' || at(pos - 1) == 'e')) {
+          // the sign of an exponent belongs to the number
+        } else if (is_operator(ch) && at(tok) != '(') {
+          L.push_operator(ch);
+          if (pos != tok) {
+            last_op = pos;
+            break;
+          }
+          tok = pos16(tok + 1);
+          if (ch == ')') {
+            last_op = pos;
+            break;
+          }
+        }
+        pos = pos16(pos + 1);
+      }
+
+      const char first = at(tok);
+      if (is_name_start(first)) {
+        const std::string_view token = mid(s, tok, pos - tok + 1);
+        const std::size_t paren = token.find('(');
+        if (paren == std::string_view::npos) {
+          const std::string_view name = mid(s, tok, pos - tok);
+          const double v = variable_value(name, entry);
+          if (is_error_value(v)) return fail(-2);
+          L.push_operand(v);
+          apply_sign();
+          tok = pos16(pos + 1);
+          if (L.m >= 1 && L.ops[L.m] == ')') L.m -= 1;
+        } else {
+          const int paren_pos = tok + static_cast<int>(paren);
+          const double x = Interp(s.substr(static_cast<std::size_t>(paren_pos)), level, depth + 1);
+          if (level < 0) return fail(level);
+          tok = pos16(std::abs(level) + paren_pos);
+          const double v = EvaluateFunction(token.substr(0, paren), x, entry);
+          if (is_error_value(v)) return fail(-3);
+          L.push_operand(v);
+          apply_sign();
+          if (ch == ')') ch = ' ';
+          // The operator that ended the function token goes with it.
+          if (L.m >= 1 && L.ops[L.m] == '^') --L.power;
+          L.m = pos16(L.m - 1);
+        }
+        ReducePending(L, false);
+      } else if (is_digit(first) || first == '.' || first == '-') {
+        L.push_operand(number_value(mid(s, tok, pos - tok + 1)));
+        apply_sign();
+        tok = pos16(last_op + 1);
+        ReducePending(L, false);
+      } else if (first == '(') {
+        // A leading unary minus is not applied to a parenthesis: -(2+3) is 5.
+        L.n = pos16(L.n + 1);
+        const double v = Interp(s.substr(static_cast<std::size_t>(tok)), level, depth + 1);
+        L.operand_slot(L.n) = v;
+        if (level < 0) return fail(level);
+        tok = pos16(tok + std::abs(level));
+        ReducePending(L, false);
+        continue;
+      }
+      if (ch == ')' || pos >= len) {
+        ReducePending(L, true);
+        ipok = static_cast<std::int16_t>(tok);
+        return L.opd[1];
+      }
+    }
+  }
+
+ private:
+  // The value of a variable, or the error value.  Conversion of the value to a
+  // number happens outside LookupVariable's fault handler, so a cell that holds
+  // no number is a type mismatch for the caller.
+  double variable_value(std::string_view name, std::int16_t ipok) {
+    const auto* cell = LookupVariable(name, ipok);
+    return cell ? cell_number(*cell) : kErrorValue;
+  }
+
+  // LookupVariable: a name with "[" addresses the indexed variables, any other
+  // name the table (by its upper-cased form).  Faults while reading the table
+  // or the vector are caught here: a subscript fault shows the "not filled"
+  // message, others fail silently.  Returns nullptr for the error value.
+  auto LookupVariable(std::string_view name, std::int16_t ipok)
+      -> decltype(&std::declval<const Vector&>()(0)) {
+    try {
+      const std::size_t bracket = name.find('[');
+      if (bracket != std::string_view::npos) {
+        const std::int16_t k = convert::to_int16(leading_number(name.substr(bracket + 1)));
+        return &y_(k);
+      }
+      const UpperName up(name);
+      const std::int32_t rows = pr_.ubound(1);
+      if (rows < 1) throw Error(err::kSubscript);
+      for (std::int32_t i = 1; i <= rows; ++i)
+        if (cell_is_name(pr_(i, 1), up.view())) return &pr_(i, 2);
+      if (ipok >= 0)
+        ShowMessage("Proměnná " + std::string(name) + " nenalezena!", style::kCritical, kTitle);
+      return nullptr;
+    } catch (const Error& e) {
+      if (e.number() == err::kSubscript && ipok >= -1)
+        ShowMessage(kNotFilledMessage, style::kCritical, kTitle);
+      return nullptr;
+    }
+  }
+
+  const Table& pr_;
+  const Vector& y_;
+};
+
+}  // namespace kor::interpreter
