@@ -66,13 +66,27 @@ int run_eval(const EvalOptions& o) {
 void add_eval_command(CLI::App& app, int& exit_code) {
   auto opts = std::make_shared<EvalOptions>();
   auto* cmd = app.add_subcommand("eval", "Evaluate an expression text");
-  cmd->add_option("TEXT", opts->text, "the expression, for example \"(X[1]-Z1)^2\"")->required();
+  cmd->add_option("TEXT", opts->text, "the expression, for example \"(X[1]-Z1)^2\"");
+  // A text may begin with "-" ("-(2+3)", "-X^2"): what the parser does not
+  // take for an option is the text.
+  cmd->allow_extras();
   cmd->add_option("--z", opts->z, "values of the table rows Z1, Z2, ... (comma-separated, at most 10)");
   cmd->add_option("--y", opts->y, "indexed variables Y[0], Y[1], ... (comma-separated)");
   cmd->add_option("--level", opts->level,
                   "message level: 0 shows every message, -1 only the table message, -2 none")
       ->check(CLI::Range(-32768, 32767));
-  cmd->callback([opts, &exit_code] { exit_code = run_eval(*opts); });
+  cmd->callback([cmd, opts, &exit_code] {
+    auto rest = cmd->remaining();
+    std::erase(rest, std::string("--"));
+    if (opts->text.empty() && rest.size() == 1) {
+      opts->text = rest.front();
+    } else if (opts->text.empty() || !rest.empty()) {
+      std::cerr << "kor eval: expected one expression text\n";
+      exit_code = kExitUsage;
+      return;
+    }
+    exit_code = run_eval(*opts);
+  });
 }
 
 }  // namespace kor::cli

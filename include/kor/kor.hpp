@@ -4,6 +4,7 @@
 #include "kor/dispatch.hpp"
 #include "kor/error.hpp"
 #include "kor/interpret.hpp"
+#include "kor/korvat.hpp"
 #include "kor/message.hpp"
 #include "kor/safe_array.hpp"
 #include "kor/variant.hpp"

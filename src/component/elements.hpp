@@ -1,0 +1,35 @@
+// How the algorithms read and write the caller's cells and scalars.
+//
+// Every algorithm is a template over the caller's element and array types.
+// It never touches a cell directly: it reads a number with number_of(),
+// writes one with assign_number(), reads counts with int16_of()/int32_of()
+// (rounding half to even, overflow is error 6), tests optional arguments with
+// is_missing() and writes statuses with assign_status().  These overloads
+// serve kor::Variant and double; the COM server adds its own for VARIANT, so
+// the same template runs in place on a client's SAFEARRAY.
+#pragma once
+
+#include <cstdint>
+
+#include "kor/variant.hpp"
+
+namespace kor {
+
+inline double number_of(const Variant& v) { return v.to_double(); }
+inline double number_of(double d) { return d; }
+
+inline void assign_number(Variant& v, double x) { v = Variant(x); }
+inline void assign_number(double& d, double x) { d = x; }
+
+inline std::int16_t int16_of(const Variant& v) { return v.to_int16(); }
+inline std::int16_t int16_of(double d) { return convert::to_int16(d); }
+inline std::int32_t int32_of(const Variant& v) { return v.to_int32(); }
+inline std::int32_t int32_of(double d) { return convert::to_int32(d); }
+
+inline bool is_missing(const Variant& v) { return v.is_missing(); }
+// An optional double can never test as missing.
+inline bool is_missing(double) { return false; }
+
+inline void assign_status(Variant& v, std::int16_t s) { v = Variant(static_cast<short>(s)); }
+
+}  // namespace kor
