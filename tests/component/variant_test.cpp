@@ -1,0 +1,133 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "kor/kor.hpp"
+
+namespace kor {
+namespace {
+
+int error_of(auto&& f) {
+  try {
+    f();
+  } catch (const Error& e) {
+    return e.number();
+  }
+  return 0;
+}
+
+TEST(VariantConversion, WholeNumbersRoundHalfToEvenAndOverflowOutside16Bits) {
+  struct Case {
+    double x;
+    int expected;  // 0 with error 6 expected when overflow is true
+    bool overflow;
+  } cases[] = {
+      {2.5, 2, false},       {3.5, 4, false},         {-2.5, -2, false},     {-3.5, -4, false},
+      {0.5, 0, false},       {1.5, 2, false},         {2.4999, 2, false},    {32767.0, 32767, false},
+      {32767.4, 32767, false}, {32767.5, 0, true},    {-32768.5, -32768, false}, {-32768.51, 0, true},
+      {40000.0, 0, true},    {NAN, 0, true},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.x);
+    if (c.overflow) {
+      EXPECT_EQ(error_of([&] { (void)Variant(c.x).to_int16(); }), err::kOverflow);
+    } else {
+      EXPECT_EQ(Variant(c.x).to_int16(), c.expected);
+    }
+  }
+  EXPECT_EQ(Variant(2147483647.4).to_int32(), 2147483647);
+  EXPECT_EQ(error_of([] { (void)Variant(2147483647.5).to_int32(); }), err::kOverflow);
+  EXPECT_EQ(Variant(40000).to_int32(), 40000);
+}
+
+TEST(VariantConversion, ArithmeticReadsEmptyBooleansAndNumericStrings) {
+  EXPECT_EQ(Variant().to_double(), 0.0);
+  EXPECT_EQ(Variant(true).to_double(), -1.0);
+  EXPECT_EQ(Variant(false).to_double(), 0.0);
+  EXPECT_EQ(Variant(short{-7}).to_double(), -7.0);
+  EXPECT_EQ(Variant::from_long(100000).to_double(), 100000.0);
+  EXPECT_EQ(Variant(" 12.5 ").to_double(), 12.5);
+  EXPECT_EQ(Variant("-1e3").to_double(), -1000.0);
+  EXPECT_EQ(Variant(".25").to_double(), 0.25);
+  EXPECT_EQ(Variant("1e-400").to_double(), 0.0);
+  const char* not_numbers[] = {"", "abc", "1.2.3", "inf", "nan", "0x10", "1e", "--1", "12 3"};
+  for (const char* s : not_numbers) {
+    SCOPED_TRACE(s);
+    EXPECT_EQ(error_of([&] { (void)Variant(s).to_double(); }), err::kTypeMismatch);
+  }
+  EXPECT_EQ(error_of([] { (void)Variant("1e400").to_double(); }), err::kOverflow);
+  EXPECT_EQ(error_of([] { (void)Variant::null().to_double(); }), err::kInvalidNull);
+  EXPECT_EQ(error_of([] { (void)Variant::missing().to_double(); }), err::kTypeMismatch);
+}
+
+TEST(VariantConversion, IntLiteralsTakeTheNarrowestIntegerType) {
+  EXPECT_EQ(Variant(50).type(), Variant::Type::Integer);
+  EXPECT_EQ(Variant(-32768).type(), Variant::Type::Integer);
+  EXPECT_EQ(Variant(32768).type(), Variant::Type::Long);
+  EXPECT_EQ(Variant(2.0).type(), Variant::Type::Double);
+}
+
+TEST(VariantValue, CopiesOwnTheirStrings) {
+  Variant a("Z1");
+  Variant b = a;
+  a = Variant(3.0);
+  EXPECT_EQ(b.string_value(), "Z1");
+  Variant c(std::move(b));
+  EXPECT_TRUE(b.is_empty());
+  EXPECT_EQ(c, Variant("Z1"));
+  EXPECT_NE(c, Variant("z1"));
+  EXPECT_NE(Variant(1.0), Variant(1));  // same number, other type
+}
+
+TEST(StrFormatting, MatchesTheAutomationLanguage) {
+  struct Case {
+    double x;
+    const char* text;
+  } cases[] = {
+      {0.0, " 0"},          {-0.0, " 0"},       {4.0, " 4"},
+      {-4.0, "-4"},         {0.5, " .5"},       {-0.5, "-.5"},
+      {1.0 / 3, " .333333333333333"},           {2.0 / 3, " .666666666666667"},
+      {123456789012345.0, " 123456789012345"},  {1e15, " 1E+15"},
+      {1e20, " 1E+20"},     {0.0001, " .0001"}, {0.00001, " 1E-05"},
+      {-2.5e-7, "-2.5E-07"}, {1.5e300, " 1.5E+300"}, {100.25, " 100.25"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(convert::str(c.x), c.text) << c.x;
+}
+
+TEST(Errors, CarryTheirNumberAndStandardDescription) {
+  struct Case {
+    int number;
+    const char* text;
+  } cases[] = {
+      {5, "Invalid procedure call or argument"}, {6, "Overflow"},
+      {9, "Subscript out of range"},             {11, "Division by zero"},
+      {13, "Type mismatch"},                     {28, "Out of stack space"},
+      {94, "Invalid use of Null"},               {438, "Object doesn't support this property or method"},
+  };
+  for (const auto& c : cases) {
+    Error e(c.number);
+    EXPECT_EQ(e.number(), c.number);
+    EXPECT_STREQ(e.what(), c.text);
+  }
+  Error client(1000, "client failed", "Client");
+  EXPECT_EQ(client.description(), "client failed");
+  EXPECT_EQ(client.source(), "Client");
+}
+
+TEST(Messages, HandlerReceivesTextStyleAndTitleAndIsRestored) {
+  std::vector<Message> outer;
+  auto previous = set_message_handler([&](const Message& m) { outer.push_back(m); });
+  {
+    MessageCapture capture;
+    ShowMessage("Řádek 1\rŘádek 2", style::kExclamation, "FMIN");
+    ASSERT_EQ(capture.messages().size(), 1u);
+    EXPECT_EQ(capture.messages()[0], (Message{"Řádek 1\rŘádek 2", 48, "FMIN"}));
+  }
+  ShowMessage("after", style::kCritical, "SPLINE");
+  set_message_handler(std::move(previous));
+  ASSERT_EQ(outer.size(), 1u);
+  EXPECT_EQ(outer[0], (Message{"after", 16, "SPLINE"}));
+}
+
+}  // namespace
+}  // namespace kor
