@@ -72,6 +72,9 @@ TEST(Interp, PrecedenceComesFromDeferredReductions) {
       {"1+2*3+4*5", 27},    {"2*3+4*5^2/10", 16},   {"((2))", 2},        {"(1+(2))^2", 9},
       {"(1)^2+(2)^2", 5},   {"10-(2-3)*4", 14},     {"2*(3+4)*5", 70},   {"100/(2+3)/4", 5},
       {"", 0},              {"7", 7},
+      // An operand in parentheses is reduced before the operator after it is
+      // read: the product so far becomes the base of a following "^".
+      {"2*(3)^2", 36},      {"1+(2)/(4)^0+3", 5},  {"2*3^(2)^2", 324},
   });
 }
 
