@@ -159,6 +159,29 @@ double decimal_prefix(std::string_view s, std::size_t& used) {
     }
   }
   used = i;
+  // Fast path, exact: a mantissa below 2^53 scaled by a power of ten up to
+  // 10^22 (both exact doubles) is one correctly rounded multiplication or
+  // division, the same double the general conversion gives.
+  {
+    static constexpr double kPow10[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,
+                                        1e8,  1e9,  1e10, 1e11, 1e12, 1e13, 1e14, 1e15,
+                                        1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    std::uint64_t m = 0;
+    int ndigits = 0;
+    for (std::size_t k = int_start; k < int_end; ++k) {
+      m = m * 10 + static_cast<std::uint64_t>(s[k] - '0');
+      if (m != 0) ++ndigits;
+    }
+    for (std::size_t k = frac_start; k < frac_end; ++k) {
+      m = m * 10 + static_cast<std::uint64_t>(s[k] - '0');
+      if (m != 0) ++ndigits;
+    }
+    const long scale = exponent - static_cast<long>(frac_end - frac_start);
+    if (ndigits <= 15 && scale >= -22 && scale <= 22) {
+      const double mantissa = static_cast<double>(m);
+      return scale >= 0 ? mantissa * kPow10[scale] : mantissa / kPow10[-scale];
+    }
+  }
   double value = 0.0;
   auto ec = std::from_chars(s.data(), s.data() + used, value, std::chars_format::general).ec;
   if (ec == std::errc::result_out_of_range) {

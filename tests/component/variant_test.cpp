@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstdlib>
+#include <random>
+#include <string>
 
 #include "kor/kor.hpp"
 
@@ -127,6 +130,38 @@ TEST(Messages, HandlerReceivesTextStyleAndTitleAndIsRestored) {
   set_message_handler(std::move(previous));
   ASSERT_EQ(outer.size(), 1u);
   EXPECT_EQ(outer[0], (Message{"after", 16, "SPLINE"}));
+}
+
+}  // namespace
+}  // namespace kor
+
+namespace kor {
+namespace {
+
+TEST(DecimalPrefix, ReadsTheLongestNumberAndRoundsCorrectly) {
+  struct Case {
+    const char* text;
+    double value;
+    std::size_t used;
+  } cases[] = {
+      {"12+3", 12, 2},    {".5*", 0.5, 2},   {"1.", 1, 2},       {"1e3x", 1000, 3},
+      {"1e+x", 1, 1},     {"1E-2)", 0.01, 4}, {".", 0, 0},        {"x1", 0, 0},
+      {"2.5.5", 2.5, 3},  {"007", 7, 3},     {"1e-400", 0, 6},
+  };
+  for (const auto& c : cases) {
+    std::size_t used = 99;
+    EXPECT_EQ(convert::decimal_prefix(c.text, used), c.value) << c.text;
+    EXPECT_EQ(used, c.used) << c.text;
+  }
+  // Against the C library's correctly rounded conversion on random texts.
+  std::mt19937_64 rng(42);
+  for (int n = 0; n < 20000; ++n) {
+    std::string t = std::to_string(rng() % 100000000000000000ULL);
+    if (rng() % 2) t.insert(t.size() - rng() % t.size(), ".");
+    if (rng() % 3 == 0) t += "e" + std::to_string(static_cast<int>(rng() % 60) - 30);
+    std::size_t used = 0;
+    ASSERT_EQ(convert::decimal_prefix(t, used), std::strtod(t.c_str(), nullptr)) << t;
+  }
 }
 
 }  // namespace
