@@ -1,18 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "kor/kor.hpp"
+#include "support.hpp"
 
 namespace kor {
 namespace {
 
-int error_of(auto&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.number();
-  }
-  return 0;
-}
+using testing::error_of;
 
 TEST(SafeArray, AnyBoundsAndColumnMajorStorage) {
   DoubleArray a({-1, 1}, {3, 4});  // rows -1..1, columns 3..4

@@ -6,18 +6,12 @@
 #include <string>
 
 #include "kor/kor.hpp"
+#include "support.hpp"
 
 namespace kor {
 namespace {
 
-int error_of(auto&& f) {
-  try {
-    f();
-  } catch (const Error& e) {
-    return e.number();
-  }
-  return 0;
-}
+using testing::error_of;
 
 TEST(VariantConversion, WholeNumbersRoundHalfToEvenAndOverflowOutside16Bits) {
   struct Case {
