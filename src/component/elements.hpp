@@ -10,7 +10,10 @@
 #pragma once
 
 #include <cstdint>
+#include <type_traits>
+#include <utility>
 
+#include "kor/safe_array.hpp"
 #include "kor/variant.hpp"
 
 namespace kor {
@@ -31,5 +34,21 @@ inline bool is_missing(const Variant& v) { return v.is_missing(); }
 inline bool is_missing(double) { return false; }
 
 inline void assign_status(Variant& v, std::int16_t s) { v = Variant(static_cast<short>(s)); }
+
+// Exchanges two cells as they are (a Variant keeps its type).
+inline void swap_cells(Variant& a, Variant& b) noexcept { std::swap(a, b); }
+inline void swap_cells(double& a, double& b) noexcept { std::swap(a, b); }
+
+// Loop bounds and subscripts computed from numbers: 16-bit for counts, 32-bit
+// for subscripts, rounding half to even, overflow is error 6.
+inline std::int16_t count16(double x) { return convert::to_int16(x); }
+inline std::int32_t subscript(double x) { return convert::to_int32(x); }
+
+// Dense column-major storage of doubles that an algorithm may walk with raw
+// pointers once it has checked every position it will touch.
+template <class A>
+struct dense_doubles : std::false_type {};
+template <>
+struct dense_doubles<SafeArray<double>> : std::true_type {};
 
 }  // namespace kor

@@ -6,8 +6,9 @@
 namespace kor {
 
 struct Korvat::State {
-  // Members are added by the methods that keep state: the integrator (Rkm,
-  // Rkmd) and the direct spline interpolation (Sinterp, Sinterpd), one set per flavour.
+  // The direct spline interpolation's auxiliary values, one array per flavour.
+  VariantArray sinterp_variant;
+  DoubleArray sinterp_double;
 };
 
 }  // namespace kor

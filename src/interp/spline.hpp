@@ -1,0 +1,232 @@
+// The cubic-spline family: coefficients (spline), interval search
+// (spl_locate), derivative (splder), value (splinp), integral (splint) and
+// the direct interpolation that keeps its coefficients (sinterp).
+//
+// The knots are X(imin..imax), Y(imin..imax); Y2 holds the auxiliary value of
+// every knot as spline() leaves it.  The recurrence of spline() is this
+// library's own (its interior right-hand side is the difference of the two
+// neighbouring chord slopes with the second divided by p), so the values are
+// not those of the textbook spline; every method of the family depends on it.
+// End slopes at or below -9998.999 ask for the chord estimate, at or above
+// 9998.999 for a natural end.
+#pragma once
+
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+#include "component/arith.hpp"
+#include "component/elements.hpp"
+#include "component/flavour.hpp"
+#include "kor/message.hpp"
+
+namespace kor::interp {
+
+inline constexpr double kSlopeEstimate = -9998.999;
+inline constexpr double kSlopeNatural = 9998.999;
+inline constexpr const char* kSplineTitle = "SPLINE";
+inline constexpr const char* kBadInputMessage = " Špatné vstup. hodnoty ";
+
+struct Interval {
+  std::int32_t klo;
+  std::int32_t khi;
+  double h;
+};
+
+// SplLocate: bisection for the knot interval of xx.  A point on an interior
+// knot belongs to the interval on its right; points outside the knots fall
+// in the first or last interval.  A zero-width interval shows a message (the
+// caller's division by h then fails).
+template <class Knots>
+Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double xx) {
+  Interval r{imin, imax, 0};
+  while (r.khi - r.klo > 1) {
+    const auto k = static_cast<std::int32_t>(std::floor((static_cast<double>(r.khi) + r.klo) / 2));
+    if (number_of(x(k)) > xx)
+      r.khi = k;
+    else
+      r.klo = k;
+  }
+  r.h = arith::sub(number_of(x(r.khi)), number_of(x(r.klo)));
+  if (r.h == 0) ShowMessage(kBadInputMessage, style::kCritical, kSplineTitle);
+  return r;
+}
+
+// Spline: the auxiliary values Y2(imin..imax).
+template <class Flavour, class I, class Xs, class Ys, class Slope, class Out>
+void spline(const I& imin_arg, const I& imax_arg, const Xs& x, const Ys& y, const Slope& y1min_arg,
+            const Slope& y1max_arg, Out& y2) {
+  using arith::add;
+  using arith::div;
+  using arith::mul;
+  using arith::sub;
+  const std::int32_t imin = int32_of(imin_arg);
+  const std::int32_t imax = int32_of(imax_arg);
+  // The work array is addressed with the knot subscripts but dimensioned
+  // 0 .. imax-imin+1, so it serves imin of 0, 1 or 2 only: a larger imin
+  // fails with error 9, as clients have always seen.
+  const std::int64_t upper = std::int64_t{imax} - imin + 1;
+  if (upper < 0 || upper > INT32_MAX) throw Error(err::kSubscript);
+  DoubleArray w(Bounds{0, static_cast<std::int32_t>(upper)});
+  if (imin == imax) {
+    ShowMessage(Flavour::is_double ? " SPLINED - zadan jen 1 bod!" : " SPLINE - zadan jen 1 bod!",
+                style::kCritical, kSplineTitle);
+    return;
+  }
+  auto X = [&](std::int32_t i) { return number_of(x(i)); };
+  auto Y = [&](std::int32_t i) { return number_of(y(i)); };
+  auto Y2 = [&](std::int32_t i) { return number_of(y2(i)); };
+  double y1min = number_of(y1min_arg);
+  double y1max = number_of(y1max_arg);
+  if (y1min <= kSlopeEstimate) y1min = div(sub(Y(imin + 1), Y(imin)), sub(X(imin + 1), X(imin)));
+  if (y1max <= kSlopeEstimate) y1max = div(sub(Y(imax), Y(imax - 1)), sub(X(imax), X(imax - 1)));
+
+  if (y1min >= kSlopeNatural) {
+    assign_number(y2(imin), 0.0);
+    w(imin) = 0;
+  } else {
+    assign_number(y2(imin), -0.5);
+    const double dx = sub(X(imin + 1), X(imin));
+    w(imin) = mul(div(3, dx), sub(div(sub(Y(imin + 1), Y(imin)), dx), y1min));
+  }
+  for (std::int32_t i = imin + 1; i <= imax - 1; ++i) {
+    const double sig = div(sub(X(i), X(i - 1)), sub(X(i + 1), X(i - 1)));
+    const double p = add(mul(sig, Y2(i - 1)), 2);
+    assign_number(y2(i), div(sub(sig, 1), p));
+    w(i) = sub(div(sub(Y(i + 1), Y(i)), sub(X(i + 1), X(i))), div(div(sub(Y(i), Y(i - 1)), sub(X(i), X(i - 1))), p));
+  }
+  double qn = 0, un = 0;
+  if (!(y1max >= kSlopeNatural)) {
+    qn = 0.5;
+    const double dx = sub(X(imax), X(imax - 1));
+    un = mul(div(3, dx), sub(y1max, div(sub(Y(imax), Y(imax - 1)), dx)));
+  }
+  assign_number(y2(imax), div(sub(un, mul(qn, w(imax - 1))), add(mul(qn, Y2(imax - 1)), 1)));
+  for (std::int32_t k = imax - 1; k >= imin; --k) assign_number(y2(k), add(mul(Y2(k), Y2(k + 1)), w(k)));
+}
+
+// Splder: the first derivative; outside the knots, the one at the nearer end knot.
+template <class Xs, class Ys, class Y2s>
+double splder(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
+              double xx) {
+  using arith::add;
+  using arith::div;
+  using arith::mul;
+  using arith::sub;
+  const Interval in = spl_locate(imin, imax, x, xx);
+  double a = div(sub(number_of(x(in.khi)), xx), in.h);
+  double b = div(sub(xx, number_of(x(in.klo))), in.h);
+  if (b < 0) {
+    a = 1;
+    b = 0;
+  } else if (a < 0) {
+    a = 0;
+    b = 1;
+  }
+  const double hi = mul(mul(sub(mul(mul(3, b), b), 1), number_of(y2(in.khi))), in.h);
+  const double lo = mul(mul(sub(mul(mul(3, a), a), 1), number_of(y2(in.klo))), in.h);
+  return add(div(sub(hi, lo), 6), div(sub(number_of(y(in.khi)), number_of(y(in.klo))), in.h));
+}
+
+// Splinp: the value; outside the knots, a straight line along the end slope.
+template <class Xs, class Ys, class Y2s>
+double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
+              double xx) {
+  using arith::add;
+  using arith::div;
+  using arith::mul;
+  using arith::pow;
+  using arith::sub;
+  const Interval in = spl_locate(imin, imax, x, xx);
+  const double a = div(sub(number_of(x(in.khi)), xx), in.h);
+  const double b = div(sub(xx, number_of(x(in.klo))), in.h);
+  if (b < 0) {
+    const double x0 = number_of(x(imin));
+    const double d = splder(imin, imax, x, y, y2, x0);
+    return add(mul(sub(xx, x0), d), number_of(y(imin)));
+  }
+  if (a < 0) {
+    const double x1 = number_of(x(imax));
+    const double d = splder(imin, imax, x, y, y2, x1);
+    return add(mul(sub(xx, x1), d), number_of(y(imax)));
+  }
+  const double cubic = add(mul(sub(pow(a, 3), a), number_of(y2(in.klo))), mul(sub(pow(b, 3), b), number_of(y2(in.khi))));
+  return add(add(mul(a, number_of(y(in.klo))), mul(b, number_of(y(in.khi)))), div(mul(cubic, pow(in.h, 2)), 6));
+}
+
+// Splint: the integral from poc to kon, by Simpson panels and closed-form
+// interval integrals.  A range that does not strictly contain an end knot is
+// one Simpson panel over the whole range, however many intervals it spans.
+template <class Xs, class Ys, class Y2s>
+double splint(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
+              double poc, double kon) {
+  using arith::add;
+  using arith::div;
+  using arith::mul;
+  using arith::pow;
+  using arith::sub;
+  double a = poc, b = kon;
+  double sign = 1;
+  if (!(a <= b)) {
+    std::swap(a, b);
+    sign = -1;
+  }
+  if (std::abs(sub(b, a)) <= 1e-9) return 0.0;
+  const double fa = splinp(imin, imax, x, y, y2, a);
+  Interval first = spl_locate(imin, imax, x, a);
+  const double fb = splinp(imin, imax, x, y, y2, b);
+  // Located again with a, not b: the two intervals always agree.
+  Interval second = spl_locate(imin, imax, x, a);
+  const double xmin = number_of(x(imin));
+  const bool c1 = !((a < xmin) & (xmin < b));
+  const double xmax = number_of(x(imax));
+  const bool c2 = !((a < xmax) & (xmax < b));
+  double s;
+  if (second.klo == first.klo && c1 && c2) {
+    const double d = sub(b, a);
+    const double fm = splinp(imin, imax, x, y, y2, add(a, div(d, 2)));
+    s = mul(add(add(fa, fb), mul(4, fm)), div(d, 6));
+  } else {
+    if (a < number_of(x(imin))) first.khi = imin;
+    if (number_of(x(imax)) < b) second.klo = imax;
+    double d = sub(number_of(x(first.khi)), a);
+    double fm = splinp(imin, imax, x, y, y2, add(a, div(d, 2)));
+    s = mul(add(add(mul(4, fm), fa), number_of(y(first.khi))), div(d, 6));
+    d = sub(b, number_of(x(second.klo)));
+    fm = splinp(imin, imax, x, y, y2, sub(b, div(d, 2)));
+    s = add(s, mul(add(add(mul(4, fm), fb), number_of(y(second.klo))), div(d, 6)));
+    for (std::int32_t i = first.khi; i <= second.klo - 1; ++i) {
+      const double h = sub(number_of(x(i + 1)), number_of(x(i)));
+      const double trap = div(mul(add(number_of(y(i)), number_of(y(i + 1))), h), 2);
+      const double corr = div(mul(add(number_of(y2(i)), number_of(y2(i + 1))), pow(h, 3)), 24);
+      s = sub(add(s, trap), corr);
+    }
+  }
+  return mul(sign, s);
+}
+
+// Sinterp: spline and evaluation in one call, keeping the auxiliary values in
+// the object's own array of the flavour while ipoc is non-zero.
+template <class Flavour, class N, class Xs, class Ys, class Real, class Status>
+double sinterp(typename Flavour::Array& stored, const N& n, const N& npoc, const Xs& x, const Ys& y,
+               const Real& xi, const Real& y1min, const Real& y1max, Status& ipoc) {
+  const std::int32_t count = int32_of(n);
+  if (count < 0) throw Error(err::kSubscript);
+  if (number_of(ipoc) == 0) {
+    stored.redim(Bounds{0, count});
+  } else {
+    // Keep the values whose subscripts remain.
+    typename Flavour::Array kept(Bounds{0, count});
+    if (stored.allocated())
+      for (std::int32_t i = 0; i <= count && i <= stored.ubound(1); ++i) kept(i) = stored(i);
+    stored = std::move(kept);
+  }
+  const double last = number_of(n) + number_of(npoc) - 1;
+  if (number_of(ipoc) == 0) {
+    spline<Flavour>(number_of(npoc), last, x, y, number_of(y1min), number_of(y1max), stored);
+    assign_status(ipoc, 1);
+  }
+  return splinp(int32_of(npoc), subscript(last), x, y, stored, number_of(xi));
+}
+
+}  // namespace kor::interp

@@ -1,0 +1,218 @@
+// Matrix inversion that keeps the input intact.
+//
+//   invert(n, ap, ainv, id, ep)
+//
+// copies ap(1..n, 1..n) into a local work matrix C, reduces C to upper
+// triangular form by elimination with partial pivoting while applying the
+// same row operations to an identity held in ainv, and obtains the inverse
+// column by column by back substitution.  A pivot with |C(k,k)| <= ep stops
+// with id = 1 (ainv partly transformed); success writes id = 0.  id is not
+// touched on entry.  ep is the threshold already resolved by the caller
+// (its default applies only to an omitted Variant).
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <type_traits>
+#include <vector>
+
+#include "component/arith.hpp"
+#include "component/elements.hpp"
+#include "linalg/gauss.hpp"
+
+namespace kor::linalg {
+
+namespace detail {
+
+// The element-by-element inversion, every access checked.  Work is the
+// element type of the local matrix (Variant or double).
+template <class Work, class N, class MatrixIn, class MatrixOut, class Status>
+void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double ep) {
+  auto bound_n = [&] { return count16(number_of(n)); };
+  SafeArray<Work> c(Bounds{0, bound_n()}, Bounds{0, bound_n()});
+  for (int i = 1, imax = bound_n(); i <= imax; ++i)
+    for (int j = 1, jmax = bound_n(); j <= jmax; ++j) {
+      assign_number(ainv(i, j), 0.0);
+      c(i, j) = static_cast<Work>(ap(i, j));
+    }
+  for (int i = 1, imax = bound_n(); i <= imax; ++i) assign_number(ainv(i, i), 1.0);
+
+  for (int k = 1, kmax = bound_n(); k <= kmax; ++k) {
+    double big = 0;
+    int p = 0;
+    for (int i = k, imax = bound_n(); i <= imax; ++i) {
+      const double v = std::abs(number_of(c(i, k)));
+      if (v > big) {
+        big = v;
+        p = i;
+      }
+    }
+    if (k < p) {
+      for (int j = k, jmax = bound_n(); j <= jmax; ++j) swap_cells(c(k, j), c(p, j));
+      for (int j = 1, jmax = bound_n(); j <= jmax; ++j) swap_cells(ainv(k, j), ainv(p, j));
+    }
+    if (std::abs(number_of(c(k, k))) <= ep) {
+      assign_status(id, 1);
+      return;
+    }
+    if (k < bound_n()) {
+      for (int i = k + 1, imax = bound_n(); i <= imax; ++i) {
+        if (number_of(c(i, k)) == 0) continue;
+        const double f = arith::div(number_of(c(i, k)), number_of(c(k, k)));
+        for (int j = k + 1, jmax = bound_n(); j <= jmax; ++j)
+          assign_number(c(i, j), arith::sub(number_of(c(i, j)), arith::mul(number_of(c(k, j)), f)));
+        for (int j = 1, jmax = bound_n(); j <= jmax; ++j)
+          assign_number(ainv(i, j), arith::sub(number_of(ainv(i, j)), arith::mul(number_of(ainv(k, j)), f)));
+      }
+    }
+  }
+  const int nn = bound_n();
+  for (int m = 1; m <= nn; ++m)
+    for (int i = nn; i >= 1; --i) {
+      double s = 0;
+      if (i < nn)
+        for (int j = i + 1; j <= nn; ++j) s = arith::add(s, arith::mul(number_of(c(i, j)), number_of(ainv(j, m))));
+      assign_number(ainv(i, m), arith::div(arith::sub(number_of(ainv(i, m)), s), number_of(c(i, i))));
+    }
+  assign_status(id, 0);
+}
+
+// The fast path for dense double matrices whose positions all exist.  The
+// local matrix is kept by rows (row i of C is contiguous), the inverse is the
+// caller's column-major storage.
+template <class Status>
+void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id,
+                  double ep) {
+  const std::size_t un = static_cast<std::size_t>(n);
+  std::vector<double> cbuf(un * un);
+  auto C = [&](int i, int j) -> double& { return cbuf[static_cast<std::size_t>(i - 1) * un + static_cast<std::size_t>(j - 1)]; };
+  auto X = [&](int i, int j) -> double& {
+    return x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldx];
+  };
+  for (int j = 1; j <= n; ++j)
+    for (int i = 1; i <= n; ++i) {
+      X(i, j) = 0.0;
+      C(i, j) = ap[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldp];
+    }
+  for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
+
+  std::uint64_t cbits = 0;
+  for (double v : cbuf) cbits |= magnitude_bits(v) & 0x7FF0000000000000ULL;
+  double c_bound = magnitude_bound(cbits);
+  double x_bound = 1.0;
+  std::vector<double> f(un + 1);
+  std::vector<char> live(un + 1);
+
+  for (int k = 1; k <= n; ++k) {
+    double big = 0;
+    int p = 0;
+    for (int i = k; i <= n; ++i) {
+      const double v = std::abs(C(i, k));
+      if (v > big) {
+        big = v;
+        p = i;
+      }
+    }
+    if (k < p) {
+      for (int j = k; j <= n; ++j) std::swap(C(k, j), C(p, j));
+      for (int j = 1; j <= n; ++j) std::swap(X(k, j), X(p, j));
+    }
+    if (std::abs(C(k, k)) <= ep) {
+      assign_status(id, 1);
+      return;
+    }
+    if (k == n) break;
+    double f_bound = 0;
+    bool any = false;
+    for (int i = k + 1; i <= n; ++i) {
+      const bool nz = C(i, k) != 0;
+      live[static_cast<std::size_t>(i)] = nz;
+      if (nz) {
+        const double fi = arith::div(C(i, k), C(k, k));
+        f[static_cast<std::size_t>(i)] = fi;
+        f_bound = std::max(f_bound, std::abs(fi));
+        any = true;
+      } else {
+        f[static_cast<std::size_t>(i)] = 0.0;
+      }
+    }
+    if (!any) continue;
+    const bool safe = c_bound + c_bound * f_bound < 0x1p1020 && x_bound + x_bound * f_bound < 0x1p1020;
+    if (safe) {
+      std::uint64_t cb = 0, xb = 0;
+      for (int i = k + 1; i <= n; ++i) {
+        if (!live[static_cast<std::size_t>(i)]) continue;
+        const double fi = f[static_cast<std::size_t>(i)];
+        double* ci = &C(i, 1);
+        const double* ck = &C(k, 1);
+        for (int j = k + 1; j <= n; ++j) {
+          const double v = ci[j - 1] - ck[j - 1] * fi;
+          ci[j - 1] = v;
+          cb |= magnitude_bits(v) & 0x7FF0000000000000ULL;
+        }
+      }
+      // The inverse, column by column (its storage order); a row whose C(i,k)
+      // is zero is left exactly as it is.
+      for (int j = 1; j <= n; ++j) {
+        double* xj = &X(1, j);
+        const double xk = xj[k - 1];
+        for (int i = k + 1; i <= n; ++i) {
+          const double v = xj[i - 1] - xk * f[static_cast<std::size_t>(i)];
+          const double w = live[static_cast<std::size_t>(i)] ? v : xj[i - 1];
+          xj[i - 1] = w;
+          xb |= magnitude_bits(w) & 0x7FF0000000000000ULL;
+        }
+      }
+      c_bound = std::max(c_bound, magnitude_bound(cb));
+      x_bound = std::max(x_bound, magnitude_bound(xb));
+    } else {
+      for (int i = k + 1; i <= n; ++i) {
+        if (!live[static_cast<std::size_t>(i)]) continue;
+        const double fi = f[static_cast<std::size_t>(i)];
+        for (int j = k + 1; j <= n; ++j) C(i, j) = arith::sub(C(i, j), arith::mul(C(k, j), fi));
+        for (int j = 1; j <= n; ++j) X(i, j) = arith::sub(X(i, j), arith::mul(X(k, j), fi));
+      }
+      std::uint64_t cb = 0, xb = 0;
+      for (double v : cbuf) cb |= magnitude_bits(v) & 0x7FF0000000000000ULL;
+      for (int j = 1; j <= n; ++j)
+        for (int i = 1; i <= n; ++i) xb |= magnitude_bits(X(i, j)) & 0x7FF0000000000000ULL;
+      c_bound = magnitude_bound(cb);
+      x_bound = magnitude_bound(xb);
+    }
+  }
+  // Back substitution.  The sum s is local, so an overflow inside it shows
+  // as a non-finite s at its end, before anything is written.
+  for (int m = 1; m <= n; ++m) {
+    double* xm = &X(1, m);
+    for (int i = n; i >= 1; --i) {
+      double s = 0;
+      const double* ci = &C(i, 1);
+      for (int j = i + 1; j <= n; ++j) s = s + ci[j - 1] * xm[j - 1];
+      arith::checked(s);
+      xm[i - 1] = arith::div(arith::sub(xm[i - 1], s), C(i, i));
+    }
+  }
+  assign_status(id, 0);
+}
+
+}  // namespace detail
+
+template <class N, class MatrixIn, class MatrixOut, class Status>
+void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double ep) {
+  using Cell = std::remove_cvref_t<decltype(ap(1, 1))>;
+  if constexpr (dense_doubles<MatrixIn>::value && dense_doubles<MatrixOut>::value) {
+    const double nd = number_of(n);
+    const int ni = static_cast<int>(nd);
+    if (nd >= 1 && nd == std::trunc(nd) && nd <= 32767 && ap.contains(1, 1) && ap.contains(ni, ni) &&
+        ainv.contains(1, 1) && ainv.contains(ni, ni) && &ap != &ainv) {
+      detail::invert_dense(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
+                           &ainv.at_unchecked(1, 1), ainv.column_stride(), id, ep);
+      return;
+    }
+  }
+  using Work = std::conditional_t<std::is_same_v<Cell, double>, double, Variant>;
+  detail::invert_checked<Work>(n, ap, ainv, id, ep);
+}
+
+}  // namespace kor::linalg
