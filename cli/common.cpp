@@ -1,7 +1,11 @@
 #include "common.hpp"
 
 #include <charconv>
+#include <iostream>
 #include <stdexcept>
+
+#include "csv.hpp"
+#include "kor/error.hpp"
 
 namespace kor::cli {
 
@@ -31,6 +35,21 @@ std::vector<double> parse_number_list(std::string_view text) {
     start = comma + 1;
   }
   return out;
+}
+
+int guarded(const char* command, const std::function<int()>& body) {
+  try {
+    return body();
+  } catch (const CsvError& e) {
+    std::cerr << "kor " << command << ": " << e.what() << '\n';
+    return kExitUsage;
+  } catch (const std::invalid_argument& e) {
+    std::cerr << "kor " << command << ": " << e.what() << '\n';
+    return kExitUsage;
+  } catch (const Error& e) {
+    std::cerr << "kor " << command << ": runtime error " << e.number() << ": " << e.description() << '\n';
+    return kExitRuntimeError;
+  }
 }
 
 }  // namespace kor::cli

@@ -8,6 +8,9 @@ int main(int argc, char** argv) {
   app.require_subcommand(1);
   int exit_code = kor::cli::kExitOk;
   kor::cli::add_eval_command(app, exit_code);
+  kor::cli::add_linalg_commands(app, exit_code);
+  kor::cli::add_poly_command(app, exit_code);
+  kor::cli::add_interpolation_commands(app, exit_code);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
