@@ -27,6 +27,17 @@ inline constexpr double kSlopeNatural = 9998.999;
 inline constexpr const char* kSplineTitle = "SPLINE";
 inline constexpr const char* kBadInputMessage = " Špatné vstup. hodnoty ";
 
+// Where a companion array's position 0 would lie, if it is dense and holds
+// imin..imax; nullptr otherwise (nothing is fetched then).
+template <class A>
+const double* companion_base(const A& a, std::int32_t imin, std::int32_t imax) {
+  if constexpr (dense_doubles<A>::value) {
+    if (imin <= imax && a.contains(imin) && a.contains(imax))
+      return &const_cast<A&>(a).at_unchecked(imin) - imin;
+  }
+  return nullptr;
+}
+
 struct Interval {
   std::int32_t klo;
   std::int32_t khi;
@@ -37,9 +48,44 @@ struct Interval {
 // knot belongs to the interval on its right; points outside the knots fall
 // in the first or last interval.  A zero-width interval shows a message (the
 // caller's division by h then fails).
-template <class Knots>
-Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double xx) {
+//
+// `companions` are arrays the caller reads at the interval found (Y, Y2):
+// on dense storage their lines are fetched while the last levels are compared.
+template <class Knots, class... Companions>
+Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double xx,
+                    const Companions&... companions) {
   Interval r{imin, imax, 0};
+  if constexpr (dense_doubles<Knots>::value) {
+    if (imin <= imax && x.contains(imin) && x.contains(imax)) {
+      const double* near[] = {companion_base(companions, imin, imax)..., nullptr};
+      // Every position the bisection can visit exists: walk the storage
+      // directly, without branches, and fetch the knots of the next two
+      // levels while this one is compared (large tables live in memory, not
+      // in cache).  The path, and so the interval, is the same.
+      const double* base = &const_cast<Knots&>(x).at_unchecked(imin) - imin;
+      std::int32_t lo = imin, hi = imax;
+      while (hi - lo > 1) {
+        const std::int32_t k = static_cast<std::int32_t>((std::int64_t{hi} + lo) >> 1);
+        const std::int32_t a = static_cast<std::int32_t>((std::int64_t{lo} + k) >> 1);
+        const std::int32_t b = static_cast<std::int32_t>((std::int64_t{k} + hi) >> 1);
+        __builtin_prefetch(base + ((std::int64_t{lo} + a) >> 1));
+        __builtin_prefetch(base + ((std::int64_t{a} + k) >> 1));
+        __builtin_prefetch(base + ((std::int64_t{k} + b) >> 1));
+        __builtin_prefetch(base + ((std::int64_t{b} + hi) >> 1));
+        if (hi - lo <= 16)
+          for (const double* c : near)
+            if (c) __builtin_prefetch(c + lo);
+        const bool right = !(base[k] > xx);
+        lo = right ? k : lo;
+        hi = right ? hi : k;
+      }
+      r.klo = lo;
+      r.khi = hi;
+      r.h = arith::sub(base[hi], base[lo]);
+      if (r.h == 0) ShowMessage(kBadInputMessage, style::kCritical, kSplineTitle);
+      return r;
+    }
+  }
   while (r.khi - r.klo > 1) {
     const auto k = static_cast<std::int32_t>(std::floor((static_cast<double>(r.khi) + r.klo) / 2));
     if (number_of(x(k)) > xx)
@@ -137,7 +183,7 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   using arith::mul;
   using arith::pow;
   using arith::sub;
-  const Interval in = spl_locate(imin, imax, x, xx);
+  const Interval in = spl_locate(imin, imax, x, xx, y, y2);
   const double a = div(sub(number_of(x(in.khi)), xx), in.h);
   const double b = div(sub(xx, number_of(x(in.klo))), in.h);
   if (b < 0) {
