@@ -76,6 +76,9 @@ class Variant {
   std::int32_t int32_value() const noexcept { return u_.i32; }
   double double_value() const noexcept { return u_.d; }
   bool bool_value() const noexcept { return u_.b; }
+  // The storage of a Double's value, for algorithms that have checked the
+  // type of every cell they walk and keep writing doubles into them.
+  double* double_slot() noexcept { return &u_.d; }
   std::string_view string_value() const noexcept {
     return type_ == Type::String ? std::string_view(*u_.s) : std::string_view();
   }

@@ -27,6 +27,7 @@
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
+#include "kor/variant.hpp"
 
 namespace kor::linalg {
 
@@ -84,36 +85,49 @@ void gauss_checked(const N& n, Matrix& a, const NC& ncol, Status& id) {
   }
 }
 
-// An upper bound of |x| for every x whose bits were OR-ed into `bits`: the
-// largest exponent seen, with a full mantissa.  Inf or NaN give infinity.
-inline double magnitude_bound(std::uint64_t bits) {
-  const std::uint64_t e = bits & 0x7FF0000000000000ULL;
-  if (e == 0x7FF0000000000000ULL) return std::numeric_limits<double>::infinity();
-  return std::bit_cast<double>(e) * 2.0;
-}
-inline std::uint64_t magnitude_bits(double x) { return std::bit_cast<std::uint64_t>(x); }
+// The fast paths update many elements in an order other than the
+// element-by-element one, which is only sound when no operation can
+// overflow.  They keep every value they work on at or below kSafe: products
+// of two such values (or of one and a normalised pivot-row entry below
+// kSafeRow) and their differences stay far inside the double range.  A step
+// whose values leave that range runs in the element-by-element order.
+inline constexpr double kSafe = 0x1p400;
+inline constexpr double kSafeRow = 0x1p420;
+// 1 when x is no finite number of magnitude at most limit (NaN included).
+inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
 
-// The fast path for a dense double matrix whose positions (1..n, 1..n+ncol)
-// all exist.  a points at a(1,1); column j starts at a + (j-1)*ld.
-template <class Status>
+// The fast path for a matrix of doubles whose positions (1..n, 1..n+ncol)
+// all exist: a points at the double of a(1,1), consecutive rows are Step
+// doubles apart (1 for an array of doubles, 2 for Variants holding Doubles)
+// and consecutive columns ld doubles apart.
+template <std::size_t Step, class Status>
 void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
   auto at = [&](int i, int j) -> double& {
-    return a[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ld];
+    return a[static_cast<std::size_t>(i - 1) * Step + static_cast<std::size_t>(j - 1) * ld];
   };
   const int nc = n + ncol;
-  std::vector<double> f(static_cast<std::size_t>(n) + 1);
-  // Upper bound of every |a(i,j)| in the part still to be eliminated.
-  std::uint64_t bits = 0;
-  for (int j = 1; j <= nc; ++j)
-    for (int i = 1; i <= n; ++i) bits |= magnitude_bits(at(i, j)) & 0x7FF0000000000000ULL;
-  double sub_bound = magnitude_bound(bits);
+  double small[65];
+  std::vector<double> large;
+  double* f = small;
+  if (n > 64) {
+    large.resize(static_cast<std::size_t>(n) + 1);
+    f = large.data();
+  }
+  // Whether every value of the part still to be eliminated is within kSafe.
+  auto block_within = [&](int k) {
+    unsigned bad = 0;
+    for (int j = k; j <= nc; ++j)
+      for (int i = k; i <= n; ++i) bad |= outside(at(i, j), kSafe);
+    return bad == 0;
+  };
+  bool safe_block = block_within(1);
 
   for (int k = 1; k <= n; ++k) {
     double big = 0;
     int p = 0;
     const double* col = &at(1, k);
     for (int i = k; i <= n; ++i) {
-      const double v = std::abs(col[i - 1]);
+      const double v = std::abs(col[static_cast<std::size_t>(i - 1) * Step]);
       if (v > big) {
         big = v;
         p = i;
@@ -134,37 +148,33 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
     }
     double f_bound = 0;
     for (int i = k + 1; i <= n; ++i) {
-      f[static_cast<std::size_t>(i)] = at(i, k);
+      f[i] = at(i, k);
       f_bound = std::max(f_bound, std::abs(at(i, k)));
     }
     if (k == n) break;
-    if (sub_bound + row_bound * f_bound < 0x1p1020) {
+    if (safe_block && row_bound <= kSafeRow && f_bound <= kSafe) {
       // No product or difference of this step can overflow: update column by
       // column (contiguous, vectorised), each element in its own order.
-      std::uint64_t next = 0;
+      unsigned bad = 0;
       for (int j = k; j <= nc; ++j) {
         double* cj = &at(1, j);
-        const double pk = cj[k - 1];
+        const double pk = cj[static_cast<std::size_t>(k - 1) * Step];
         for (int i = k + 1; i <= n; ++i) {
-          const double v = cj[i - 1] - pk * f[static_cast<std::size_t>(i)];
-          cj[i - 1] = v;
-          next |= magnitude_bits(v) & 0x7FF0000000000000ULL;
+          double& cell = cj[static_cast<std::size_t>(i - 1) * Step];
+          const double v = cell - pk * f[i];
+          cell = v;
+          bad |= outside(v, kSafe);
         }
       }
-      sub_bound = magnitude_bound(next);
+      safe_block = bad == 0;
     } else {
       // Near the edge of the double range: the checked row order, so that an
       // overflow leaves exactly what the element-by-element order leaves.
-      std::uint64_t next = 0;
       for (int i = k + 1; i <= n; ++i) {
-        const double fi = f[static_cast<std::size_t>(i)];
-        for (int j = k; j <= nc; ++j) {
-          const double v = arith::sub(at(i, j), arith::mul(at(k, j), fi));
-          at(i, j) = v;
-          next |= magnitude_bits(v) & 0x7FF0000000000000ULL;
-        }
+        const double fi = f[i];
+        for (int j = k; j <= nc; ++j) at(i, j) = arith::sub(at(i, j), arith::mul(at(k, j), fi));
       }
-      sub_bound = magnitude_bound(next);
+      safe_block = block_within(k + 1);
     }
   }
   for (int k = n - 1; k >= 1; --k)
@@ -185,9 +195,31 @@ void gauss(const N& n, Matrix& a, const NC& ncol, Status& id) {
     if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd <= 32767 &&
         a.contains(1, 1) && a.contains(static_cast<int>(nd), static_cast<int>(nd + cd))) {
       assign_status(id, 0);
-      detail::gauss_dense(static_cast<int>(nd), static_cast<int>(cd), &a.at_unchecked(1, 1),
-                          a.column_stride(), id);
+      detail::gauss_dense<1>(static_cast<int>(nd), static_cast<int>(cd), &a.at_unchecked(1, 1),
+                             a.column_stride(), id);
       return;
+    }
+  } else if constexpr (std::is_same_v<Matrix, VariantArray>) {
+    // Variants that all hold Doubles stay Doubles through the elimination,
+    // so their values can be walked in place like an array of doubles.
+    static_assert(sizeof(Variant) == 2 * sizeof(double));
+    const double nd = number_of(n), cd = number_of(ncol);
+    if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd <= 32767 &&
+        a.contains(1, 1) && a.contains(static_cast<int>(nd), static_cast<int>(nd + cd))) {
+      const int rows = static_cast<int>(nd), cols = static_cast<int>(nd + cd);
+      bool all_doubles = true;
+      for (int j = 1; j <= cols && all_doubles; ++j)
+        for (int i = 1; i <= rows; ++i)
+          if (a.at_unchecked(i, j).type() != Variant::Type::Double) {
+            all_doubles = false;
+            break;
+          }
+      if (all_doubles) {
+        assign_status(id, 0);
+        detail::gauss_dense<2>(rows, static_cast<int>(cd), a.at_unchecked(1, 1).double_slot(),
+                               2 * a.column_stride(), id);
+        return;
+      }
     }
   }
   assign_status(id, 0);

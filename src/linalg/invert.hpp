@@ -97,10 +97,14 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
     }
   for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
 
-  std::uint64_t cbits = 0;
-  for (double v : cbuf) cbits |= magnitude_bits(v) & 0x7FF0000000000000ULL;
-  double c_bound = magnitude_bound(cbits);
-  double x_bound = 1.0;
+  auto all_within = [&] {
+    unsigned bad = 0;
+    for (double v : cbuf) bad |= outside(v, kSafe);
+    for (int j = 1; j <= n; ++j)
+      for (int i = 1; i <= n; ++i) bad |= outside(X(i, j), kSafe);
+    return bad == 0;
+  };
+  bool safe = all_within();
   std::vector<double> f(un + 1);
   std::vector<char> live(un + 1);
 
@@ -138,9 +142,8 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
       }
     }
     if (!any) continue;
-    const bool safe = c_bound + c_bound * f_bound < 0x1p1020 && x_bound + x_bound * f_bound < 0x1p1020;
-    if (safe) {
-      std::uint64_t cb = 0, xb = 0;
+    if (safe && f_bound <= kSafeRow) {
+      unsigned bad = 0;
       for (int i = k + 1; i <= n; ++i) {
         if (!live[static_cast<std::size_t>(i)]) continue;
         const double fi = f[static_cast<std::size_t>(i)];
@@ -149,7 +152,7 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
         for (int j = k + 1; j <= n; ++j) {
           const double v = ci[j - 1] - ck[j - 1] * fi;
           ci[j - 1] = v;
-          cb |= magnitude_bits(v) & 0x7FF0000000000000ULL;
+          bad |= outside(v, kSafe);
         }
       }
       // The inverse, column by column (its storage order); a row whose C(i,k)
@@ -161,11 +164,10 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
           const double v = xj[i - 1] - xk * f[static_cast<std::size_t>(i)];
           const double w = live[static_cast<std::size_t>(i)] ? v : xj[i - 1];
           xj[i - 1] = w;
-          xb |= magnitude_bits(w) & 0x7FF0000000000000ULL;
+          bad |= outside(w, kSafe);
         }
       }
-      c_bound = std::max(c_bound, magnitude_bound(cb));
-      x_bound = std::max(x_bound, magnitude_bound(xb));
+      safe = bad == 0;
     } else {
       for (int i = k + 1; i <= n; ++i) {
         if (!live[static_cast<std::size_t>(i)]) continue;
@@ -173,12 +175,7 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
         for (int j = k + 1; j <= n; ++j) C(i, j) = arith::sub(C(i, j), arith::mul(C(k, j), fi));
         for (int j = 1; j <= n; ++j) X(i, j) = arith::sub(X(i, j), arith::mul(X(k, j), fi));
       }
-      std::uint64_t cb = 0, xb = 0;
-      for (double v : cbuf) cb |= magnitude_bits(v) & 0x7FF0000000000000ULL;
-      for (int j = 1; j <= n; ++j)
-        for (int i = 1; i <= n; ++i) xb |= magnitude_bits(X(i, j)) & 0x7FF0000000000000ULL;
-      c_bound = magnitude_bound(cb);
-      x_bound = magnitude_bound(xb);
+      safe = all_within();
     }
   }
   // Back substitution.  The sum s is local, so an overflow inside it shows

@@ -117,14 +117,21 @@ TEST(Gauss, FastDoublePathMatchesTheElementPathBitForBit) {
   for (int n : {1, 2, 3, 7, 20, 45}) {
     DoubleArray d(Bounds{1, n}, Bounds{1, n + 2});
     for (double& x : std::span(d.data(), d.size())) x = u(rng);
-    VariantArray v = as_variants(d);
-    Variant idd, idv;
+    d(n, n + 2) = 3;
+    VariantArray all_doubles = as_variants(d);
+    // One Integer cell sends the variant flavour down the element-by-element path.
+    VariantArray mixed = as_variants(d);
+    mixed(n, n + 2) = Variant(3);
+    Variant idd, idv, idm;
     Korvat k;
     k.Gaussd(n, d, 2, idd);
-    k.Gauss(n, v, 2, idv);
-    EXPECT_EQ(idd, idv);
-    const auto a = cells(d), b = cells(v);
-    ASSERT_EQ(std::memcmp(a.data(), b.data(), a.size() * sizeof(double)), 0) << n;
+    k.Gauss(n, all_doubles, 2, idv);
+    k.Gauss(n, mixed, 2, idm);
+    EXPECT_EQ(idd, idm);
+    EXPECT_EQ(idv, idm);
+    const auto a = cells(d), b = cells(all_doubles), c = cells(mixed);
+    ASSERT_EQ(std::memcmp(a.data(), c.data(), a.size() * sizeof(double)), 0) << n;
+    ASSERT_EQ(std::memcmp(b.data(), c.data(), b.size() * sizeof(double)), 0) << n;
   }
 }
 
