@@ -27,6 +27,7 @@
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
+#include "linalg/kernels.hpp"
 #include "kor/variant.hpp"
 
 namespace kor::linalg {
@@ -120,7 +121,10 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
       for (int i = k; i <= n; ++i) bad |= outside(at(i, j), kSafe);
     return bad == 0;
   };
-  bool safe_block = block_within(1);
+  // Small systems gain nothing from the column walk; they run the checked
+  // row order directly and skip the range scans.
+  const bool vectorise = n > 16;
+  bool safe_block = vectorise && block_within(1);
 
   for (int k = 1; k <= n; ++k) {
     double big = 0;
@@ -141,10 +145,17 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
     if (p != k)
       for (int j = k; j <= nc; ++j) std::swap(at(k, j), at(p, j));
     double row_bound = 0;
-    for (int j = 1; j <= nc; ++j) {
+    // Left of the diagonal the row holds zeros, whose quotient is a zero with
+    // the sign of the division: no need to divide.
+    const bool pivot_negative = std::signbit(pivot);
+    for (int j = 1; j < k; ++j) {
+      const double x = at(k, j);
+      at(k, j) = x == 0 ? (std::signbit(x) != pivot_negative ? -0.0 : 0.0) : arith::div(x, pivot);
+    }
+    for (int j = k; j <= nc; ++j) {
       const double v = arith::div(at(k, j), pivot);
       at(k, j) = v;
-      if (j >= k) row_bound = std::max(row_bound, std::abs(v));
+      row_bound = std::max(row_bound, std::abs(v));
     }
     double f_bound = 0;
     for (int i = k + 1; i <= n; ++i) {
@@ -159,22 +170,48 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
       for (int j = k; j <= nc; ++j) {
         double* cj = &at(1, j);
         const double pk = cj[static_cast<std::size_t>(k - 1) * Step];
-        for (int i = k + 1; i <= n; ++i) {
-          double& cell = cj[static_cast<std::size_t>(i - 1) * Step];
-          const double v = cell - pk * f[i];
-          cell = v;
-          bad |= outside(v, kSafe);
+        if constexpr (Step == 1) {
+          // f[i] * pk is the same product as pk * f[i].
+          bad |= !sub_scaled(cj + k, f + k + 1, pk, n - k, kSafe);
+        } else {
+          for (int i = k + 1; i <= n; ++i) {
+            double& cell = cj[static_cast<std::size_t>(i - 1) * Step];
+            const double v = cell - pk * f[i];
+            cell = v;
+            bad |= outside(v, kSafe);
+          }
         }
       }
       safe_block = bad == 0;
     } else {
-      // Near the edge of the double range: the checked row order, so that an
+      // Small systems, or values near the edge of the double range: the row
+      // order.  The old values of a row are kept aside while it is updated;
+      // if a value comes out non-finite, the ones after it get their old
+      // values back and that element is recomputed with checks, so an
       // overflow leaves exactly what the element-by-element order leaves.
+      double old[64];
+      const bool keep = nc - k + 1 <= 64;
       for (int i = k + 1; i <= n; ++i) {
         const double fi = f[i];
+        if (keep) {
+          unsigned bad = 0;
+          for (int j = k; j <= nc; ++j) {
+            const double x = at(i, j);
+            old[j - k] = x;
+            const double v = x - at(k, j) * fi;
+            at(i, j) = v;
+            bad |= outside(v, std::numeric_limits<double>::max());
+          }
+          if (!bad) continue;
+          int j = k;
+          while (!outside(at(i, j), std::numeric_limits<double>::max())) ++j;
+          for (int r = j; r <= nc; ++r) at(i, r) = old[r - k];
+          for (int r = j; r <= nc; ++r) at(i, r) = arith::sub(at(i, r), arith::mul(at(k, r), fi));  // raises at j
+          continue;
+        }
         for (int j = k; j <= nc; ++j) at(i, j) = arith::sub(at(i, j), arith::mul(at(k, j), fi));
       }
-      safe_block = block_within(k + 1);
+      safe_block = vectorise && block_within(k + 1);
     }
   }
   for (int k = n - 1; k >= 1; --k)

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <span>
 #include <type_traits>
 #include <vector>
 
@@ -85,7 +86,23 @@ template <class Status>
 void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id,
                   double ep) {
   const std::size_t un = static_cast<std::size_t>(n);
-  std::vector<double> cbuf(un * un);
+  // Small matrices keep their work space on the stack.
+  double small_c[16 * 16], small_f[17];
+  char small_live[17];
+  std::vector<double> big_c, big_f;
+  std::vector<char> big_live;
+  double* cdata = small_c;
+  double* f = small_f;
+  char* live = small_live;
+  if (n > 16) {
+    big_c.resize(un * un);
+    big_f.resize(un + 1);
+    big_live.resize(un + 1);
+    cdata = big_c.data();
+    f = big_f.data();
+    live = big_live.data();
+  }
+  const std::span<double> cbuf(cdata, un * un);
   auto C = [&](int i, int j) -> double& { return cbuf[static_cast<std::size_t>(i - 1) * un + static_cast<std::size_t>(j - 1)]; };
   auto X = [&](int i, int j) -> double& {
     return x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldx];
@@ -104,9 +121,8 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
       for (int i = 1; i <= n; ++i) bad |= outside(X(i, j), kSafe);
     return bad == 0;
   };
-  bool safe = all_within();
-  std::vector<double> f(un + 1);
-  std::vector<char> live(un + 1);
+  const bool vectorise = n > 16;
+  bool safe = vectorise && all_within();
 
   for (int k = 1; k <= n; ++k) {
     double big = 0;
@@ -144,16 +160,21 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
     if (!any) continue;
     if (safe && f_bound <= kSafeRow) {
       unsigned bad = 0;
+      bool all_live = true;
       for (int i = k + 1; i <= n; ++i) {
-        if (!live[static_cast<std::size_t>(i)]) continue;
-        const double fi = f[static_cast<std::size_t>(i)];
-        double* ci = &C(i, 1);
-        const double* ck = &C(k, 1);
-        for (int j = k + 1; j <= n; ++j) {
-          const double v = ci[j - 1] - ck[j - 1] * fi;
-          ci[j - 1] = v;
-          bad |= outside(v, kSafe);
+        if (!live[static_cast<std::size_t>(i)]) {
+          all_live = false;
+          continue;
         }
+        bad |= !sub_scaled(&C(i, k + 1), &C(k, k + 1), f[static_cast<std::size_t>(i)], n - k, kSafe);
+      }
+      if (all_live) {
+        for (int j = 1; j <= n; ++j) {
+          double* xj = &X(1, j);
+          bad |= !sub_scaled(xj + k, f + k + 1, xj[k - 1], n - k, kSafe);
+        }
+        safe = bad == 0;
+        continue;
       }
       // The inverse, column by column (its storage order); a row whose C(i,k)
       // is zero is left exactly as it is.
@@ -175,7 +196,7 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
         for (int j = k + 1; j <= n; ++j) C(i, j) = arith::sub(C(i, j), arith::mul(C(k, j), fi));
         for (int j = 1; j <= n; ++j) X(i, j) = arith::sub(X(i, j), arith::mul(X(k, j), fi));
       }
-      safe = all_within();
+      safe = vectorise && all_within();
     }
   }
   // Back substitution.  The sum s is local, so an overflow inside it shows

@@ -2,6 +2,7 @@
 // tie rules, faults, and the fast double path against the element path.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstring>
 #include <random>
 
@@ -132,6 +133,30 @@ TEST(Gauss, FastDoublePathMatchesTheElementPathBitForBit) {
     const auto a = cells(d), b = cells(all_doubles), c = cells(mixed);
     ASSERT_EQ(std::memcmp(a.data(), c.data(), a.size() * sizeof(double)), 0) << n;
     ASSERT_EQ(std::memcmp(b.data(), c.data(), b.size() * sizeof(double)), 0) << n;
+  }
+}
+
+TEST(Gauss, AnOverflowLeavesWhatTheElementOrderLeavesOnEveryPath) {
+  // Row 3's update overflows in its third column: the columns before it are
+  // updated, the ones after it keep their values.
+  for (int n : {3, 20}) {
+    DoubleArray d(Bounds{1, n}, Bounds{1, n + 2});
+    for (int i = 1; i <= n; ++i)
+      for (int j = 1; j <= n + 2; ++j) d(i, j) = (i == j ? 4.0 : 0.5) + 0.01 * i * j;
+    d(1, 3) = 1.5e308;
+    d(3, 3) = -1.5e308;
+    d(3, 1) = 3.5;
+    VariantArray mixed = as_variants(d);
+    mixed(n, n + 2) = Variant(static_cast<int>(d(n, n + 2)));
+    d(n, n + 2) = std::trunc(d(n, n + 2));
+    VariantArray doubles = as_variants(d);
+    Variant id;
+    Korvat k;
+    EXPECT_EQ(error_of([&] { k.Gaussd(n, d, 2, id); }), err::kOverflow);
+    EXPECT_EQ(error_of([&] { k.Gauss(n, doubles, 2, id); }), err::kOverflow);
+    EXPECT_EQ(error_of([&] { k.Gauss(n, mixed, 2, id); }), err::kOverflow);
+    EXPECT_EQ(cells(d), cells(mixed)) << n;
+    EXPECT_EQ(cells(doubles), cells(mixed)) << n;
   }
 }
 

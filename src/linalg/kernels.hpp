@@ -1,0 +1,50 @@
+// Vectorised kernels of the elimination fast paths.  They perform exactly the
+// scalar operations (one multiplication and one subtraction per element, no
+// fused multiply-add), only several elements at a time.
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstdint>
+#include <cstring>
+
+namespace kor::linalg::detail {
+
+// dst[t] = dst[t] - src[t] * s for t in [0, count).  Returns whether every
+// result is a number of magnitude at most limit.
+inline bool sub_scaled(double* dst, const double* src, double s, int count, double limit) {
+#if defined(__GNUC__)
+  typedef double v2d __attribute__((vector_size(16)));
+  typedef long long v2l __attribute__((vector_size(16)));
+  const v2l magnitude = {0x7FFFFFFFFFFFFFFFLL, 0x7FFFFFFFFFFFFFFFLL};
+  const v2d lim = {limit, limit};
+  v2l ok0 = {-1, -1}, ok1 = {-1, -1};
+  int t = 0;
+  for (; t + 4 <= count; t += 4) {
+    v2d d0, d1, x0, x1;
+    std::memcpy(&d0, dst + t, 16);
+    std::memcpy(&d1, dst + t + 2, 16);
+    std::memcpy(&x0, src + t, 16);
+    std::memcpy(&x1, src + t + 2, 16);
+    const v2d v0 = d0 - x0 * s;
+    const v2d v1 = d1 - x1 * s;
+    std::memcpy(dst + t, &v0, 16);
+    std::memcpy(dst + t + 2, &v1, 16);
+    ok0 &= std::bit_cast<v2d>(std::bit_cast<v2l>(v0) & magnitude) <= lim;
+    ok1 &= std::bit_cast<v2d>(std::bit_cast<v2l>(v1) & magnitude) <= lim;
+  }
+  const v2l ok = ok0 & ok1;
+  bool all = (ok[0] & ok[1]) != 0;
+#else
+  bool all = true;
+  int t = 0;
+#endif
+  for (; t < count; ++t) {
+    const double v = dst[t] - src[t] * s;
+    dst[t] = v;
+    all &= std::abs(v) <= limit;
+  }
+  return all;
+}
+
+}  // namespace kor::linalg::detail
