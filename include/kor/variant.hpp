@@ -17,7 +17,7 @@ namespace kor {
 
 class Variant {
  public:
-  enum class Type : std::uint8_t { Empty, Null, Integer, Long, Double, String, Boolean, Missing };
+  enum class Type : std::uint8_t { Empty, Null, Integer, Long, Double, String, Boolean, Missing, Single };
 
   Variant() noexcept : type_(Type::Empty) { u_.d = 0; }
   Variant(short v) noexcept : type_(Type::Integer) { u_.i16 = v; }
@@ -40,6 +40,12 @@ class Variant {
 
   static Variant null() noexcept { return Variant(Type::Null); }
   static Variant missing() noexcept { return Variant(Type::Missing); }
+  // A single-precision number (the integrator's Star is written as one).
+  static Variant from_single(float v) noexcept {
+    Variant r(Type::Single);
+    r.u_.f = v;
+    return r;
+  }
   static Variant from_long(std::int32_t v) noexcept {
     Variant r(Type::Long);
     r.u_.i32 = v;
@@ -58,7 +64,7 @@ class Variant {
   bool is_missing() const noexcept { return type_ == Type::Missing; }
   bool is_string() const noexcept { return type_ == Type::String; }
   bool is_numeric() const noexcept {
-    return type_ == Type::Integer || type_ == Type::Long || type_ == Type::Double;
+    return type_ == Type::Integer || type_ == Type::Long || type_ == Type::Double || type_ == Type::Single;
   }
 
   // The value as a double (errors 13 and 94 as described above).
@@ -75,6 +81,7 @@ class Variant {
   std::int16_t int16_value() const noexcept { return u_.i16; }
   std::int32_t int32_value() const noexcept { return u_.i32; }
   double double_value() const noexcept { return u_.d; }
+  float single_value() const noexcept { return u_.f; }
   bool bool_value() const noexcept { return u_.b; }
   // The storage of a Double's value, for algorithms that have checked the
   // type of every cell they walk and keep writing doubles into them.
@@ -99,6 +106,7 @@ class Variant {
   union {
     std::int16_t i16;
     std::int32_t i32;
+    float f;
     double d;
     bool b;
     std::string* s;

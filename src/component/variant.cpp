@@ -44,6 +44,7 @@ double Variant::to_double_slow() const {
     case Type::Integer: return u_.i16;
     case Type::Long: return u_.i32;
     case Type::Double: return u_.d;
+    case Type::Single: return u_.f;
     case Type::Boolean: return u_.b ? -1.0 : 0.0;
     case Type::String: return convert::string_to_double(*u_.s);
     case Type::Null: throw Error(err::kInvalidNull);
@@ -85,8 +86,9 @@ std::string Variant::to_string() const {
     case Type::String: return *u_.s;
     case Type::Integer: return std::to_string(u_.i16);
     case Type::Long: return std::to_string(u_.i32);
+    case Type::Single:
     case Type::Double: {
-      std::string t = convert::str(u_.d);
+      std::string t = convert::str(type_ == Type::Single ? u_.f : u_.d);
       if (!t.empty() && t[0] == ' ') t.erase(0, 1);
       return t;
     }
@@ -100,6 +102,7 @@ bool operator==(const Variant& a, const Variant& b) noexcept {
     case Variant::Type::Integer: return a.u_.i16 == b.u_.i16;
     case Variant::Type::Long: return a.u_.i32 == b.u_.i32;
     case Variant::Type::Double: return a.u_.d == b.u_.d;
+    case Variant::Type::Single: return a.u_.f == b.u_.f;
     case Variant::Type::Boolean: return a.u_.b == b.u_.b;
     case Variant::Type::String: return *a.u_.s == *b.u_.s;
     default: return true;
@@ -107,8 +110,8 @@ bool operator==(const Variant& a, const Variant& b) noexcept {
 }
 
 std::ostream& operator<<(std::ostream& os, const Variant& v) {
-  static const char* const names[] = {"Empty", "Null",    "Integer", "Long",
-                                      "Double", "String", "Boolean", "Missing"};
+  static const char* const names[] = {"Empty",  "Null",    "Integer", "Long",  "Double",
+                                      "String", "Boolean", "Missing", "Single"};
   return os << names[static_cast<int>(v.type())] << '(' << v.to_string() << ')';
 }
 

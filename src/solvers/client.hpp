@@ -1,0 +1,45 @@
+// How the solvers call the client's function object.
+//
+// A solver template receives a client adaptor and calls
+//   client.call("Fun", X, R, n, z)          (a procedure; its result is ignored)
+//   client.value("F", X)                    (a function; its result as a double)
+// with its arguments by reference: the caller's own arrays and Variants and
+// the solver's own working arrays, so that what the client writes there is
+// what the solver reads next.  DispatchClient serves kor::Dispatch; other
+// hosts (the COM server, the interpreted solvers) supply their own adaptor
+// with the same two members.
+#pragma once
+
+#include <string_view>
+
+#include "component/elements.hpp"
+#include "kor/dispatch.hpp"
+
+namespace kor::solvers {
+
+inline Argument to_argument(Variant& v) { return &v; }
+inline Argument to_argument(double& v) { return &v; }
+inline Argument to_argument(VariantArray& a) { return &a; }
+inline Argument to_argument(DoubleArray& a) { return &a; }
+
+class DispatchClient {
+ public:
+  explicit DispatchClient(Dispatch& g) : g_(g) {}
+
+  template <class... A>
+  void call(std::string_view member, A&... args) {
+    const Argument list[] = {to_argument(args)...};
+    g_.Invoke(member, list);
+  }
+
+  template <class... A>
+  double value(std::string_view member, A&... args) {
+    const Argument list[] = {to_argument(args)...};
+    return g_.Invoke(member, list).to_double();
+  }
+
+ private:
+  Dispatch& g_;
+};
+
+}  // namespace kor::solvers
