@@ -48,6 +48,11 @@ inline std::int32_t subscript(double x) { return convert::to_int32(x); }
 // pointers once it has checked every position it will touch.
 template <class A>
 struct dense_doubles : std::false_type {};
+// Any kor::SafeArray: positions checked once may be walked unchecked.
+template <class A>
+struct is_safe_array : std::false_type {};
+template <class T>
+struct is_safe_array<SafeArray<T>> : std::true_type {};
 template <>
 struct dense_doubles<SafeArray<double>> : std::true_type {};
 

@@ -55,14 +55,14 @@ template <class Knots, class... Companions>
 Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double xx,
                     const Companions&... companions) {
   Interval r{imin, imax, 0};
-  if constexpr (dense_doubles<Knots>::value) {
+  if constexpr (is_safe_array<Knots>::value) {
     if (imin <= imax && x.contains(imin) && x.contains(imax)) {
       const double* near[] = {companion_base(companions, imin, imax)..., nullptr};
       // Every position the bisection can visit exists: walk the storage
       // directly, without branches, and fetch the knots of the next two
       // levels while this one is compared (large tables live in memory, not
       // in cache).  The path, and so the interval, is the same.
-      const double* base = &const_cast<Knots&>(x).at_unchecked(imin) - imin;
+      const auto* base = &const_cast<Knots&>(x).at_unchecked(imin) - imin;
       std::int32_t lo = imin, hi = imax;
       while (hi - lo > 1) {
         const std::int32_t k = static_cast<std::int32_t>((std::int64_t{hi} + lo) >> 1);
@@ -75,13 +75,13 @@ Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double
         if (hi - lo <= 16)
           for (const double* c : near)
             if (c) __builtin_prefetch(c + lo);
-        const bool right = !(base[k] > xx);
+        const bool right = !(number_of(base[k]) > xx);
         lo = right ? k : lo;
         hi = right ? hi : k;
       }
       r.klo = lo;
       r.khi = hi;
-      r.h = arith::sub(base[hi], base[lo]);
+      r.h = arith::sub(number_of(base[hi]), number_of(base[lo]));
       if (r.h == 0) ShowMessage(kBadInputMessage, style::kCritical, kSplineTitle);
       return r;
     }

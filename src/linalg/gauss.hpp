@@ -174,12 +174,7 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
           // f[i] * pk is the same product as pk * f[i].
           bad |= !sub_scaled(cj + k, f + k + 1, pk, n - k, kSafe);
         } else {
-          for (int i = k + 1; i <= n; ++i) {
-            double& cell = cj[static_cast<std::size_t>(i - 1) * Step];
-            const double v = cell - pk * f[i];
-            cell = v;
-            bad |= outside(v, kSafe);
-          }
+          bad |= !sub_scaled_step2(cj + static_cast<std::size_t>(k) * Step, f + k + 1, pk, n - k, kSafe);
         }
       }
       safe_block = bad == 0;

@@ -47,4 +47,42 @@ inline bool sub_scaled(double* dst, const double* src, double s, int count, doub
   return all;
 }
 
+// The same for values that sit every second double, as the values of
+// Variants do (each Variant is a type word followed by its double): dst[2t]
+// is element t.  Only the doubles are written; each 16-byte load stays
+// inside one Variant.
+inline bool sub_scaled_step2(double* dst, const double* src, double s, int count, double limit) {
+  bool all = true;
+  int t = 0;
+#if defined(__GNUC__)
+  typedef double v2d __attribute__((vector_size(16)));
+  typedef long long v2l __attribute__((vector_size(16)));
+  const v2l magnitude = {0x7FFFFFFFFFFFFFFFLL, 0x7FFFFFFFFFFFFFFFLL};
+  const v2d lim = {limit, limit};
+  v2l ok = {-1, -1};
+  for (; t + 2 <= count; t += 2) {
+    v2d a, b, x;
+    std::memcpy(&a, dst + 2 * t - 1, 16);  // (type word, value) of element t
+    std::memcpy(&b, dst + 2 * t + 1, 16);  // (type word, value) of element t + 1
+    std::memcpy(&x, src + t, 16);
+#if defined(__clang__)
+    const v2d d = __builtin_shufflevector(a, b, 1, 3);
+#else
+    const v2d d = __builtin_shuffle(a, b, v2l{1, 3});
+#endif
+    const v2d v = d - x * s;
+    dst[2 * t] = v[0];
+    dst[2 * t + 2] = v[1];
+    ok &= std::bit_cast<v2d>(std::bit_cast<v2l>(v) & magnitude) <= lim;
+  }
+  all = (ok[0] & ok[1]) != 0;
+#endif
+  for (; t < count; ++t) {
+    const double v = dst[2 * t] - src[t] * s;
+    dst[2 * t] = v;
+    all &= std::abs(v) <= limit;
+  }
+  return all;
+}
+
 }  // namespace kor::linalg::detail
