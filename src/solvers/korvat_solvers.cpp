@@ -40,3 +40,49 @@ void Korvat::Rkmd(Dispatch& G, const Variant& nn, double& xb, double& xe, Double
 }
 
 }  // namespace kor
+
+#include "solvers/fmin.hpp"
+
+namespace kor {
+
+Variant Korvat::Fmin(Dispatch& G, const Variant& n, VariantArray& X, const Variant& EPSA, Variant& itmax) {
+  solvers::DispatchClient client(G);
+  return Variant(solvers::fmin<VariantFlavour>(client, n, X, EPSA, itmax));
+}
+
+Variant Korvat::Fmin(Dispatch& G, const Variant& n, VariantArray& X, const Variant& EPSA) {
+  Variant omitted = Variant::missing();
+  return Fmin(G, n, X, EPSA, omitted);
+}
+
+double Korvat::Fmind(Dispatch& G, const Variant& n, DoubleArray& X, const Variant& EPSA, Variant& itmax) {
+  solvers::DispatchClient client(G);
+  return solvers::fmin<DoubleFlavour>(client, n, X, EPSA, itmax);
+}
+
+double Korvat::Fmind(Dispatch& G, const Variant& n, DoubleArray& X, const Variant& EPSA) {
+  Variant omitted = Variant::missing();
+  return Fmind(G, n, X, EPSA, omitted);
+}
+
+Variant Korvat::Fmin1(Dispatch& G, const Variant& NX, VariantArray& X, const Variant& Eps, Variant& itmax) {
+  solvers::DispatchClient client(G);
+  return Variant(solvers::fmin1<VariantFlavour>(client, NX, X, Eps, itmax));
+}
+
+Variant Korvat::Fmin1(Dispatch& G, const Variant& NX, VariantArray& X, const Variant& Eps) {
+  Variant omitted = Variant::missing();
+  return Fmin1(G, NX, X, Eps, omitted);
+}
+
+double Korvat::Fmin1d(Dispatch& G, const Variant& NX, DoubleArray& X, const Variant& Eps, Variant& itmax) {
+  solvers::DispatchClient client(G);
+  return solvers::fmin1<DoubleFlavour>(client, NX, X, Eps, itmax);
+}
+
+double Korvat::Fmin1d(Dispatch& G, const Variant& NX, DoubleArray& X, const Variant& Eps) {
+  Variant omitted = Variant::missing();
+  return Fmin1d(G, NX, X, Eps, omitted);
+}
+
+}  // namespace kor
