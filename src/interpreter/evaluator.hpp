@@ -22,7 +22,9 @@
 #include <cmath>
 #include <cstdint>
 #include <string>
+#include <stdexcept>
 #include <string_view>
+#include <type_traits>
 
 #include "component/arith.hpp"
 #include "interpreter/text.hpp"
@@ -54,6 +56,7 @@ inline constexpr const char* kTitle = "Interpret";
 // The pending operands and operators of one nesting level.
 struct Level {
   double opd[11] = {};   // slots 1..10; slot 0 never holds an operand
+  std::int32_t reg[11] = {};  // while recording: the program register of each slot
   char ops[7] = {};      // slots 1..6 hold ")", "^", "/", "*", "-", "+"
   int power = 0;         // operator slot 0: the count of pending "^"
   int n = 0;             // operand count
@@ -81,10 +84,26 @@ struct Level {
   }
 };
 
+// The plain scan records nothing.  A recording scan (see program.hpp) is given
+// a recorder with the same members, which turns each step that produces or
+// checks a value into a step of a compiled program.
+struct NoRecorder {
+  static constexpr bool active = false;
+  std::int32_t constant(double) { return 0; }
+  std::int32_t binary(char, std::int32_t, std::int32_t) { return 0; }
+  std::int32_t negate(std::int32_t) { return 0; }
+  std::int32_t load_row(std::int32_t) { return 0; }
+  std::int32_t load_index(std::int32_t) { return 0; }
+  void guard(std::int32_t, std::int16_t) {}
+  std::int32_t function(std::string_view, std::int32_t, bool, std::int16_t) { return 0; }
+  void counter_message(const std::string&) {}
+};
+
 // ApplyOperator: operand i := operand i op operand i+1, then close the gap.
 // The closing reads one slot beyond the larger count, which is error 9 when
 // a list is full.
-inline void ApplyOperator(Level& L, int i) {
+template <class Rec>
+inline void ApplyOperator(Level& L, int i, Rec& rec) {
   const double a = L.opd[i], b = L.opd[i + 1];
   double r = 0;
   switch (L.ops[i]) {
@@ -96,9 +115,11 @@ inline void ApplyOperator(Level& L, int i) {
     default: break;
   }
   L.opd[i] = r;
+  if constexpr (Rec::active) L.reg[i] = rec.binary(L.ops[i], L.reg[i], L.reg[i + 1]);
   const int top = std::max(L.n, L.m);
   for (int k = i + 1; k <= top; ++k) {
     L.opd[k] = L.operand_slot(k + 1);
+    if constexpr (Rec::active) L.reg[k] = L.reg[k + 1];
     L.ops[k - 1] = L.operator_slot(k);
   }
   L.n -= 1;
@@ -108,7 +129,8 @@ inline void ApplyOperator(Level& L, int i) {
 // ReducePending: applies what precedence allows.  "^" always; "*" and "/"
 // unless a "^" is pending; "+" and "-" unless a "^" is pending, and then only
 // in the final reduction or when the next operator is ")", "-" or "+".
-inline void ReducePending(Level& L, bool final) {
+template <class Rec>
+inline void ReducePending(Level& L, bool final, Rec& rec) {
   if (L.n == 1) return;
   bool applied;
   do {
@@ -133,15 +155,16 @@ inline void ReducePending(Level& L, bool final) {
         default: break;
       }
       if (apply) {
-        ApplyOperator(L, i);
+        ApplyOperator(L, i, rec);
         if (op == '^') --L.power;
         applied = true;
       }
     }
   } while (applied);
   if (L.m < 0 || L.n < 0) {
-    ShowMessage("Interpret: Chyba čítače! " + convert::str(L.m) + "   " + convert::str(L.n), style::kCritical,
-                kTitle);
+    const std::string text = "Interpret: Chyba čítače! " + convert::str(L.m) + "   " + convert::str(L.n);
+    ShowMessage(text, style::kCritical, kTitle);
+    rec.counter_message(text);
   }
 }
 
@@ -195,13 +218,24 @@ inline double EvaluateFunction(std::string_view name, double x, std::int16_t ipo
   return kErrorValue;
 }
 
-template <class Table, class Vector>
+template <class Table, class Vector, class Rec = NoRecorder>
 class Evaluator {
  public:
   Evaluator(const Table& pr, const Vector& y) : pr_(pr), y_(y) {}
+  Evaluator(const Table& pr, const Vector& y, Rec& rec) : pr_(pr), y_(y), rec_(rec) {}
 
   // Interp: the value of the text, or -9999 with a negative ipok.
-  double Interp(std::string_view s, std::int16_t& ipok, int depth = 0) {
+  double Interp(std::string_view s, std::int16_t& ipok) { return scan(s, ipok, 0, true, nullptr); }
+
+  // The register that holds the value of the last successful Interp (recording only).
+  std::int32_t result_register() const { return result_reg_; }
+
+ private:
+  // One level of the scan.  `inherited` tells whether ipok is the caller's
+  // message level handed down unchanged (rather than a position), which a
+  // recorded program must know to show the same messages; `result` receives
+  // the register of the level's value.
+  double scan(std::string_view s, std::int16_t& ipok, int depth, bool inherited, std::int32_t* result) {
     if (depth >= kMaxDepth) throw Error(err::kOutOfStack);
     const std::int16_t entry = ipok;
     const int len = pos16(static_cast<int>(std::min<std::size_t>(s.size(), 1u << 20)));
@@ -214,10 +248,12 @@ class Evaluator {
     char ch = '\0';   // current character
     double sign = 1.0;
     std::int16_t level = entry;
+    bool level_inherited = inherited;
 
     auto apply_sign = [&] {
       if (sign < 0 && L.n == 1) {
         L.opd[1] = -L.opd[1];
+        if constexpr (Rec::active) L.reg[1] = rec_.negate(L.reg[1]);
         sign = 1.0;
       }
     };
@@ -261,76 +297,103 @@ class Evaluator {
         const std::size_t paren = token.find('(');
         if (paren == std::string_view::npos) {
           const std::string_view name = mid(s, tok, pos - tok);
-          const double v = variable_value(name, entry);
+          std::int32_t reg = 0;
+          const double v = variable_value(name, entry, reg);
           if (is_error_value(v)) return fail(-2);
           L.push_operand(v);
+          if constexpr (Rec::active) {
+            rec_.guard(reg, -2);
+            L.reg[L.n] = reg;
+          }
           apply_sign();
           tok = pos16(pos + 1);
           if (L.m >= 1 && L.ops[L.m] == ')') L.m -= 1;
         } else {
           const int paren_pos = tok + static_cast<int>(paren);
-          const double x = Interp(s.substr(static_cast<std::size_t>(paren_pos)), level, depth + 1);
+          std::int32_t arg = 0;
+          const double x = scan(s.substr(static_cast<std::size_t>(paren_pos)), level, depth + 1, level_inherited, &arg);
           if (level < 0) return fail(level);
+          level_inherited = false;
           tok = pos16(std::abs(level) + paren_pos);
           const double v = EvaluateFunction(token.substr(0, paren), x, entry);
           if (is_error_value(v)) return fail(-3);
           L.push_operand(v);
+          if constexpr (Rec::active) {
+            const std::int32_t reg = rec_.function(token.substr(0, paren), arg, inherited, entry);
+            rec_.guard(reg, -3);
+            L.reg[L.n] = reg;
+          }
           apply_sign();
           if (ch == ')') ch = ' ';
           // The operator that ended the function token goes with it.
           if (L.m >= 1 && L.ops[L.m] == '^') --L.power;
           L.m = pos16(L.m - 1);
         }
-        ReducePending(L, false);
+        ReducePending(L, false, rec_);
       } else if (is_digit(first) || first == '.' || first == '-') {
         L.push_operand(number_value(mid(s, tok, pos - tok + 1)));
+        if constexpr (Rec::active) L.reg[L.n] = rec_.constant(L.opd[L.n]);
         apply_sign();
         tok = pos16(last_op + 1);
-        ReducePending(L, false);
+        ReducePending(L, false, rec_);
       } else if (first == '(') {
         // A leading unary minus is not applied to a parenthesis: -(2+3) is 5.
         L.n = pos16(L.n + 1);
-        const double v = Interp(s.substr(static_cast<std::size_t>(tok)), level, depth + 1);
+        std::int32_t reg = 0;
+        const double v = scan(s.substr(static_cast<std::size_t>(tok)), level, depth + 1, level_inherited, &reg);
         L.operand_slot(L.n) = v;
+        if constexpr (Rec::active) L.reg[L.n] = reg;
         if (level < 0) return fail(level);
+        level_inherited = false;
         tok = pos16(tok + std::abs(level));
-        ReducePending(L, false);
+        ReducePending(L, false, rec_);
         continue;
       }
       if (ch == ')' || pos >= len) {
-        ReducePending(L, true);
+        ReducePending(L, true, rec_);
         ipok = static_cast<std::int16_t>(tok);
+        if constexpr (Rec::active) {
+          if (result) *result = L.reg[1];
+          if (depth == 0) result_reg_ = L.reg[1];
+        }
         return L.opd[1];
       }
     }
   }
 
- private:
   // The value of a variable, or the error value.  Conversion of the value to a
   // number happens outside LookupVariable's fault handler, so a cell that holds
   // no number is a type mismatch for the caller.
-  double variable_value(std::string_view name, std::int16_t ipok) {
-    const auto* cell = LookupVariable(name, ipok);
-    return cell ? cell_number(*cell) : kErrorValue;
+  double variable_value(std::string_view name, std::int16_t ipok, std::int32_t& reg) {
+    std::int32_t row = 0, index = 0;
+    const auto* cell = LookupVariable(name, ipok, row, index);
+    if (!cell) return kErrorValue;
+    if constexpr (Rec::active) reg = row > 0 ? rec_.load_row(row) : rec_.load_index(index);
+    return cell_number(*cell);
   }
 
   // LookupVariable: a name with "[" addresses the indexed variables, any other
   // name the table (by its upper-cased form).  Faults while reading the table
   // or the vector are caught here: a subscript fault shows the "not filled"
   // message, others fail silently.  Returns nullptr for the error value.
-  auto LookupVariable(std::string_view name, std::int16_t ipok)
+  // `row` (a table row) or `index` (a vector position) tells where it was found.
+  auto LookupVariable(std::string_view name, std::int16_t ipok, std::int32_t& row, std::int32_t& index)
       -> decltype(&std::declval<const Vector&>()(0)) {
     try {
       const std::size_t bracket = name.find('[');
       if (bracket != std::string_view::npos) {
         const std::int16_t k = convert::to_int16(leading_number(name.substr(bracket + 1)));
+        index = k;
         return &y_(k);
       }
       const UpperName up(name);
       const std::int32_t rows = pr_.ubound(1);
       if (rows < 1) throw Error(err::kSubscript);
       for (std::int32_t i = 1; i <= rows; ++i)
-        if (cell_is_name(pr_(i, 1), up.view())) return &pr_(i, 2);
+        if (cell_is_name(pr_(i, 1), up.view())) {
+          row = i;
+          return &pr_(i, 2);
+        }
       if (ipok >= 0)
         ShowMessage("Proměnná " + std::string(name) + " nenalezena!", style::kCritical, kTitle);
       return nullptr;
@@ -343,6 +406,14 @@ class Evaluator {
 
   const Table& pr_;
   const Vector& y_;
+  NoRecorder no_recorder_;
+  Rec& rec_ = recorder_default();
+  std::int32_t result_reg_ = 0;
+
+  Rec& recorder_default() {
+    if constexpr (std::is_same_v<Rec, NoRecorder>) return no_recorder_;
+    else throw std::logic_error("a recording evaluator needs its recorder");
+  }
 };
 
 }  // namespace kor::interpreter

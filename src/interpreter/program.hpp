@@ -1,0 +1,178 @@
+// Compiled expression texts.
+//
+// A solver evaluates the same texts thousands of times against one variable
+// table.  A CompiledText records, while it evaluates its text by the scan, the
+// steps that produce or check values (constants, table and vector reads,
+// operations, functions, the counter message, the error-value checks) as a
+// straight-line program over registers, and replays that program on later
+// evaluations.  The scan's decisions depend only on the text, the table's
+// names and the vector's bounds, never on the values, except where a value
+// ends the evaluation (the error value of a variable or a function), and
+// there the program checks the same condition at the same step.  A replay
+// therefore gives the same value, status, messages in the same order and the
+// same runtime errors at the same moment as the scan.
+//
+// Only a recording whose evaluation succeeded becomes a program (a failing
+// one did not see the rest of the text); texts that keep failing, or whose
+// scan raises, are simply scanned.  A program is tied to the table it was
+// recorded with and checks the vector positions it reads before each replay.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "interpreter/cells.hpp"
+#include "interpreter/evaluator.hpp"
+#include "kor/safe_array.hpp"
+
+namespace kor::interpreter {
+
+struct Step {
+  enum Kind : std::uint8_t { Constant, LoadRow, LoadIndex, Guard, Negate, Binary, Function, CounterMessage };
+  Kind kind;
+  char op = 0;              // Binary: the operator
+  bool inherited = false;   // Function: its level's message level is the caller's
+  std::int16_t level = 0;   // Function: the message level when not inherited; Guard: the status
+  std::int32_t dst = 0, a = 0, b = 0;
+  std::int32_t index = 0;   // LoadRow: table row; LoadIndex: vector position; Function, CounterMessage: text
+  double value = 0;         // Constant
+};
+
+class Program {
+ public:
+  // Recorder members (see NoRecorder in evaluator.hpp).
+  static constexpr bool active = true;
+  std::int32_t constant(double v) { return emit({Step::Constant, 0, false, 0, next(), 0, 0, 0, v}); }
+  std::int32_t binary(char op, std::int32_t a, std::int32_t b) { return emit({Step::Binary, op, false, 0, next(), a, b}); }
+  std::int32_t negate(std::int32_t a) { return emit({Step::Negate, 0, false, 0, next(), a}); }
+  std::int32_t load_row(std::int32_t row) {
+    rows_.push_back(row);
+    return emit({Step::LoadRow, 0, false, 0, next(), 0, 0, row});
+  }
+  std::int32_t load_index(std::int32_t k) {
+    indices_.push_back(k);
+    return emit({Step::LoadIndex, 0, false, 0, next(), 0, 0, k});
+  }
+  void guard(std::int32_t reg, std::int16_t status) { steps_.push_back({Step::Guard, 0, false, status, 0, reg}); }
+  std::int32_t function(std::string_view name, std::int32_t arg, bool inherited, std::int16_t level) {
+    texts_.emplace_back(name);
+    return emit({Step::Function, 0, inherited, level, next(), arg, 0, static_cast<std::int32_t>(texts_.size() - 1)});
+  }
+  void counter_message(const std::string& text) {
+    texts_.push_back(text);
+    steps_.push_back({Step::CounterMessage, 0, false, 0, 0, 0, 0, static_cast<std::int32_t>(texts_.size() - 1)});
+  }
+
+  void finish(std::int32_t result, std::int16_t position) {
+    result_ = result;
+    position_ = position;
+    registers_.assign(static_cast<std::size_t>(registers_count_), 0.0);
+  }
+
+  // Whether every position the program reads exists (checked once per replay).
+  template <class Table, class Vector>
+  bool fits(const Table& pr, const Vector& y) const {
+    for (std::int32_t r : rows_)
+      if (!pr.contains(r, 2)) return false;
+    for (std::int32_t k : indices_)
+      if (!y.contains(k)) return false;
+    return true;
+  }
+
+  // The replay: ipok is the message level in, the status or position out.
+  template <class Table, class Vector>
+  double run(std::int16_t& ipok, const Table& pr, const Vector& y) {
+    double* r = registers_.data();
+    const std::int16_t entry = ipok;
+    for (const Step& s : steps_) {
+      switch (s.kind) {
+        case Step::Constant: r[s.dst] = s.value; break;
+        case Step::LoadRow: r[s.dst] = cell_number(pr(s.index, 2)); break;
+        case Step::LoadIndex: r[s.dst] = cell_number(y(s.index)); break;
+        case Step::Guard:
+          if (is_error_value(r[s.a])) {
+            ipok = s.level;
+            return kErrorValue;
+          }
+          break;
+        case Step::Negate: r[s.dst] = -r[s.a]; break;
+        case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
+        case Step::Function:
+          r[s.dst] = EvaluateFunction(texts_[static_cast<std::size_t>(s.index)], r[s.a], s.inherited ? entry : s.level);
+          break;
+        case Step::CounterMessage:
+          ShowMessage(texts_[static_cast<std::size_t>(s.index)], style::kCritical, kTitle);
+          break;
+      }
+    }
+    ipok = position_;
+    return r[result_];
+  }
+
+  std::size_t size() const { return steps_.size(); }
+
+ private:
+  std::int32_t next() { return registers_count_++; }
+  std::int32_t emit(const Step& s) {
+    steps_.push_back(s);
+    return s.dst;
+  }
+  static double apply(char op, double a, double b) {
+    switch (op) {
+      case '+': return arith::add(a, b);
+      case '-': return arith::sub(a, b);
+      case '*': return arith::mul(a, b);
+      case '/': return arith::div(a, b);
+      case '^': return arith::pow(a, b);
+      default: return 0;
+    }
+  }
+
+  std::vector<Step> steps_;
+  std::vector<std::string> texts_;
+  std::vector<std::int32_t> rows_, indices_;
+  std::vector<double> registers_;
+  // Register 0 is the zero that every empty operand slot holds.
+  std::int32_t registers_count_ = 1;
+  std::int32_t result_ = 0;
+  std::int16_t position_ = 0;
+};
+
+// One expression text, compiled on first success and replayed afterwards.
+template <class Table, class Vector>
+class CompiledText {
+ public:
+  explicit CompiledText(std::string text) : text_(std::move(text)) {}
+
+  // Exactly Interp(text, ipok, pr, y).
+  double evaluate(std::int16_t& ipok, const Table& pr, const Vector& y) {
+    if (ready_ && table_ == &pr && program_.fits(pr, y)) return program_.run(ipok, pr, y);
+    if (attempts_ >= kMaxAttempts) return Evaluator<Table, Vector>(pr, y).Interp(text_, ipok);
+    ++attempts_;
+    Program recording;
+    Evaluator<Table, Vector, Program> recorder(pr, y, recording);
+    const double v = recorder.Interp(text_, ipok);  // a runtime error passes through as from the scan
+    if (ipok >= 0) {
+      recording.finish(recorder.result_register(), ipok);
+      program_ = std::move(recording);
+      ready_ = true;
+      table_ = &pr;
+    }
+    return v;
+  }
+
+  bool compiled() const { return ready_; }
+  const std::string& text() const { return text_; }
+
+ private:
+  static constexpr int kMaxAttempts = 4;
+  std::string text_;
+  Program program_;
+  bool ready_ = false;
+  const Table* table_ = nullptr;
+  int attempts_ = 0;
+};
+
+}  // namespace kor::interpreter
