@@ -25,6 +25,7 @@
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "component/arith.hpp"
 #include "interpreter/text.hpp"
@@ -168,54 +169,76 @@ inline void ReducePending(Level& L, bool final, Rec& rec) {
   }
 }
 
-// EvaluateFunction: the 21 functions, by upper-cased name.
-inline double EvaluateFunction(std::string_view name, double x, std::int16_t ipok) {
+// The function table.  LOG and LOG10 are one function.
+enum class Fn : std::uint8_t {
+  Exp, Sqr, Ln, Log, Sin, Cos, Tan, Atn, Asn, Acs, Sinh, Cosh, Tanh, Cotgh, Sgn, Fix, Int, Rad, Deg, Eq, Unknown
+};
+
+// The function of a name, compared upper-cased in the order of the table.
+inline Fn function_id(std::string_view name) {
+  static constexpr std::pair<std::string_view, Fn> table[] = {
+      {"EXP", Fn::Exp},   {"SQR", Fn::Sqr},   {"LN", Fn::Ln},       {"LOG", Fn::Log},   {"LOG10", Fn::Log},
+      {"SIN", Fn::Sin},   {"COS", Fn::Cos},   {"TAN", Fn::Tan},     {"ATN", Fn::Atn},   {"ASN", Fn::Asn},
+      {"ACS", Fn::Acs},   {"SINH", Fn::Sinh}, {"COSH", Fn::Cosh},   {"TANH", Fn::Tanh}, {"COTGH", Fn::Cotgh},
+      {"SGN", Fn::Sgn},   {"FIX", Fn::Fix},   {"INT", Fn::Int},     {"RAD", Fn::Rad},   {"DEG", Fn::Deg},
+      {"EQ", Fn::Eq},
+  };
   const UpperName up(name);
-  const std::string_view u = up.view();
-  if (u == "EXP") return arith::exp(x);
-  if (u == "SQR") {
-    if (x > 0) return std::sqrt(x);
-    // Zero is rejected too: clients rely on it.
-    if (ipok >= 0)
-      ShowMessage("Odmocnina: záporný argument " + convert::str(x), style::kCritical, kTitle);
-    return kErrorValue;
+  for (const auto& [n, f] : table)
+    if (up.view() == n) return f;
+  return Fn::Unknown;
+}
+
+// The value of function f (named `name` in the text) at x, or the error value.
+inline double apply_function(Fn f, std::string_view name, double x, std::int16_t ipok) {
+  switch (f) {
+    case Fn::Exp: return arith::exp(x);
+    case Fn::Sqr:
+      if (x > 0) return std::sqrt(x);
+      // Zero is rejected too: clients rely on it.
+      if (ipok >= 0) ShowMessage("Odmocnina: záporný argument " + convert::str(x), style::kCritical, kTitle);
+      return kErrorValue;
+    case Fn::Ln: return x > 0 ? std::log(x) : kErrorValue;
+    case Fn::Log: return x > 0 ? std::log(x) / std::log(10.0) : kErrorValue;
+    case Fn::Sin: return std::sin(x);
+    case Fn::Cos: return std::cos(x);
+    case Fn::Tan: return std::tan(x);
+    case Fn::Atn: return std::atan(x);
+    case Fn::Asn:
+      if (std::abs(x) > 1) return kErrorValue;
+      // Only the neighbourhood of +1 is special: x = -1 divides by zero.
+      if (std::abs(x - 1) < 1e-6) return ((x > 0) - (x < 0)) * kPi / 2;
+      return std::atan(arith::div(x, std::sqrt(1 - x * x)));
+    case Fn::Acs:
+      if (std::abs(x) > 1) return kErrorValue;
+      if (std::abs(x) < 1e-6) return kPi / 2;
+      // A negative x gives a negative angle, not the principal arc cosine.
+      return std::atan(arith::div(std::sqrt(1 - x * x), x));
+    case Fn::Sinh: return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), 2);
+    case Fn::Cosh: return arith::div(arith::add(arith::exp(x), arith::exp(-x)), 2);
+    case Fn::Tanh:
+      return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), arith::add(arith::exp(-x), arith::exp(x)));
+    case Fn::Cotgh:
+      return arith::div(arith::add(arith::exp(x), arith::exp(-x)), arith::sub(arith::exp(x), arith::exp(-x)));
+    case Fn::Sgn: return (x > 0) - (x < 0);
+    case Fn::Fix: return std::trunc(x);
+    case Fn::Int: return std::floor(x);
+    case Fn::Rad: {
+      // Mod rounds to a whole number first: fractional degrees are lost.
+      const std::int32_t whole = convert::to_int32(x);
+      return (static_cast<double>(whole % 360) / 180) * kPi;
+    }
+    case Fn::Deg: return (x / kPi) * 180;
+    case Fn::Eq: return x;
+    case Fn::Unknown: break;
   }
-  if (u == "LN") return x > 0 ? std::log(x) : kErrorValue;
-  if (u == "LOG" || u == "LOG10") return x > 0 ? std::log(x) / std::log(10.0) : kErrorValue;
-  if (u == "SIN") return std::sin(x);
-  if (u == "COS") return std::cos(x);
-  if (u == "TAN") return std::tan(x);
-  if (u == "ATN") return std::atan(x);
-  if (u == "ASN") {
-    if (std::abs(x) > 1) return kErrorValue;
-    // Only the neighbourhood of +1 is special: x = -1 divides by zero.
-    if (std::abs(x - 1) < 1e-6) return ((x > 0) - (x < 0)) * kPi / 2;
-    return std::atan(arith::div(x, std::sqrt(1 - x * x)));
-  }
-  if (u == "ACS") {
-    if (std::abs(x) > 1) return kErrorValue;
-    if (std::abs(x) < 1e-6) return kPi / 2;
-    // A negative x gives a negative angle, not the principal arc cosine.
-    return std::atan(arith::div(std::sqrt(1 - x * x), x));
-  }
-  if (u == "SINH") return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), 2);
-  if (u == "COSH") return arith::div(arith::add(arith::exp(x), arith::exp(-x)), 2);
-  if (u == "TANH")
-    return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), arith::add(arith::exp(-x), arith::exp(x)));
-  if (u == "COTGH")
-    return arith::div(arith::add(arith::exp(x), arith::exp(-x)), arith::sub(arith::exp(x), arith::exp(-x)));
-  if (u == "SGN") return (x > 0) - (x < 0);
-  if (u == "FIX") return std::trunc(x);
-  if (u == "INT") return std::floor(x);
-  if (u == "RAD") {
-    // Mod rounds to a whole number first: fractional degrees are lost.
-    const std::int32_t whole = convert::to_int32(x);
-    return (static_cast<double>(whole % 360) / 180) * kPi;
-  }
-  if (u == "DEG") return (x / kPi) * 180;
-  if (u == "EQ") return x;
   if (ipok >= 0) ShowMessage("Neznámá fce: " + std::string(name), style::kCritical, "Interp");
   return kErrorValue;
+}
+
+// EvaluateFunction: the 21 functions, by upper-cased name.
+inline double EvaluateFunction(std::string_view name, double x, std::int16_t ipok) {
+  return apply_function(function_id(name), name, x, ipok);
 }
 
 template <class Table, class Vector, class Rec = NoRecorder>

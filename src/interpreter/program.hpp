@@ -29,6 +29,24 @@
 
 namespace kor::interpreter {
 
+// A cell whose position has been checked (fits() before the replay).
+template <class T>
+const T& present_cell(const SafeArray<T>& a, std::int32_t i) {
+  return const_cast<SafeArray<T>&>(a).at_unchecked(i);
+}
+template <class T>
+const T& present_cell(const SafeArray<T>& a, std::int32_t i, std::int32_t j) {
+  return const_cast<SafeArray<T>&>(a).at_unchecked(i, j);
+}
+template <class A>
+decltype(auto) present_cell(const A& a, std::int32_t i) {
+  return a(i);
+}
+template <class A>
+decltype(auto) present_cell(const A& a, std::int32_t i, std::int32_t j) {
+  return a(i, j);
+}
+
 struct Step {
   enum Kind : std::uint8_t { Constant, LoadRow, LoadIndex, Guard, Negate, Binary, Function, CounterMessage };
   Kind kind;
@@ -58,7 +76,8 @@ class Program {
   void guard(std::int32_t reg, std::int16_t status) { steps_.push_back({Step::Guard, 0, false, status, 0, reg}); }
   std::int32_t function(std::string_view name, std::int32_t arg, bool inherited, std::int16_t level) {
     texts_.emplace_back(name);
-    return emit({Step::Function, 0, inherited, level, next(), arg, 0, static_cast<std::int32_t>(texts_.size() - 1)});
+    return emit({Step::Function, static_cast<char>(function_id(name)), inherited, level, next(), arg, 0,
+                 static_cast<std::int32_t>(texts_.size() - 1)});
   }
   void counter_message(const std::string& text) {
     texts_.push_back(text);
@@ -68,7 +87,17 @@ class Program {
   void finish(std::int32_t result, std::int16_t position) {
     result_ = result;
     position_ = position;
+    // Constants are written once, here; the replay keeps only the steps that
+    // read, compute or check.
     registers_.assign(static_cast<std::size_t>(registers_count_), 0.0);
+    std::vector<Step> kept;
+    for (const Step& s : steps_) {
+      if (s.kind == Step::Constant)
+        registers_[static_cast<std::size_t>(s.dst)] = s.value;
+      else
+        kept.push_back(s);
+    }
+    steps_ = std::move(kept);
   }
 
   // Whether every position the program reads exists (checked once per replay).
@@ -89,8 +118,8 @@ class Program {
     for (const Step& s : steps_) {
       switch (s.kind) {
         case Step::Constant: r[s.dst] = s.value; break;
-        case Step::LoadRow: r[s.dst] = cell_number(pr(s.index, 2)); break;
-        case Step::LoadIndex: r[s.dst] = cell_number(y(s.index)); break;
+        case Step::LoadRow: r[s.dst] = cell_number(present_cell(pr, s.index, 2)); break;
+        case Step::LoadIndex: r[s.dst] = cell_number(present_cell(y, s.index)); break;
         case Step::Guard:
           if (is_error_value(r[s.a])) {
             ipok = s.level;
@@ -100,7 +129,8 @@ class Program {
         case Step::Negate: r[s.dst] = -r[s.a]; break;
         case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
         case Step::Function:
-          r[s.dst] = EvaluateFunction(texts_[static_cast<std::size_t>(s.index)], r[s.a], s.inherited ? entry : s.level);
+          r[s.dst] = apply_function(static_cast<Fn>(s.op), texts_[static_cast<std::size_t>(s.index)], r[s.a],
+                                    s.inherited ? entry : s.level);
           break;
         case Step::CounterMessage:
           ShowMessage(texts_[static_cast<std::size_t>(s.index)], style::kCritical, kTitle);
