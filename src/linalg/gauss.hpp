@@ -97,6 +97,107 @@ inline constexpr double kSafeRow = 0x1p420;
 // 1 when x is no finite number of magnitude at most limit (NaN included).
 inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
 
+// A matrix of doubles addressed in place, every position known to exist.
+template <std::size_t Step>
+struct RawMatrix {
+  double* a;
+  std::size_t ld;
+  double& operator()(int i, int j) const {
+    return a[static_cast<std::size_t>(i - 1) * Step + static_cast<std::size_t>(j - 1) * ld];
+  }
+};
+
+// Small systems (the common case): the elimination runs without a check per
+// operation on a matrix kept aside first.  A value that leaves the double
+// range stays non-finite (it is never overwritten by anything but its own
+// update, and inf - inf, inf * 0 are NaN), so a final scan finds whether any
+// operation went out of range.  If one did, the matrix gets its old values
+// back and the element-by-element order runs instead, raising where it
+// raises and leaving what it leaves.  Every element sees the operations of
+// the row order in that order, so the results are the same bit for bit.
+inline constexpr int kSmallOrder = 16;
+inline constexpr int kSmallColumns = 32;
+
+// FixedN and FixedNcol, when not 0, are the sizes known when compiling
+// (the loops of the most common small systems unroll completely).
+template <std::size_t Step, int FixedN, int FixedNcol, class Status>
+void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, Status& id) {
+  const int n = FixedN ? FixedN : n_given;
+  const int ncol = FixedN ? FixedNcol : ncol_given;
+  const RawMatrix<Step> at{a, ld};
+  const int nc = n + ncol;
+  double kept[kSmallOrder * kSmallColumns];
+  for (int j = 1; j <= nc; ++j)
+    for (int i = 1; i <= n; ++i) kept[(j - 1) * n + (i - 1)] = at(i, j);
+  auto out_of_range = [&] {
+    unsigned bad = 0;
+    for (int j = 1; j <= nc; ++j)
+      for (int i = 1; i <= n; ++i) bad |= outside(at(i, j), std::numeric_limits<double>::max());
+    return bad != 0;
+  };
+  auto replay = [&] {
+    for (int j = 1; j <= nc; ++j)
+      for (int i = 1; i <= n; ++i) at(i, j) = kept[(j - 1) * n + (i - 1)];
+    gauss_checked(static_cast<double>(n), at, static_cast<double>(ncol), id);
+  };
+  double f[kSmallOrder + 1];
+  for (int k = 1; k <= n; ++k) {
+    double big = 0;
+    int p = 0;
+    for (int i = k; i <= n; ++i) {
+      const double v = std::abs(at(i, k));
+      if (v > big) {
+        big = v;
+        p = i;
+      }
+    }
+    if (big < kGaussPivotMin) {
+      if (out_of_range()) return replay();
+      assign_status(id, 1);
+      return;
+    }
+    const double pivot = at(p, k);
+    if (p != k)
+      for (int j = k; j <= nc; ++j) std::swap(at(k, j), at(p, j));
+    // Left of the diagonal the row holds zeros (or values already out of
+    // range, which the final scan catches): their quotient is a zero with
+    // the sign of the division.
+    const bool pivot_negative = std::signbit(pivot);
+    for (int j = 1; j < k; ++j) {
+      const double x = at(k, j);
+      at(k, j) = x == 0 ? (std::signbit(x) != pivot_negative ? -0.0 : 0.0) : x / pivot;
+    }
+    for (int j = k; j <= nc; ++j) at(k, j) = at(k, j) / pivot;
+    for (int i = k + 1; i <= n; ++i) f[i] = at(i, k);
+    for (int j = k; j <= nc; ++j) {
+      const double pk = at(k, j);
+      for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
+    }
+  }
+  for (int k = n - 1; k >= 1; --k)
+    for (int m = 1; m <= ncol; ++m) {
+      double x = at(k, n + m);
+      for (int i = k + 1; i <= n; ++i) x = x - at(k, i) * at(i, n + m);
+      at(k, n + m) = x;
+    }
+  if (out_of_range()) replay();
+}
+
+template <std::size_t Step, class Status>
+void gauss_small(int n, int ncol, double* a, std::size_t ld, Status& id) {
+  if (ncol == 1) {
+    switch (n) {
+      case 2: return gauss_small_sized<Step, 2, 1>(n, ncol, a, ld, id);
+      case 3: return gauss_small_sized<Step, 3, 1>(n, ncol, a, ld, id);
+      case 4: return gauss_small_sized<Step, 4, 1>(n, ncol, a, ld, id);
+      case 5: return gauss_small_sized<Step, 5, 1>(n, ncol, a, ld, id);
+      case 6: return gauss_small_sized<Step, 6, 1>(n, ncol, a, ld, id);
+      default: break;
+    }
+  }
+  gauss_small_sized<Step, 0, 0>(n, ncol, a, ld, id);
+}
+
 // The fast path for a matrix of doubles whose positions (1..n, 1..n+ncol)
 // all exist: a points at the double of a(1,1), consecutive rows are Step
 // doubles apart (1 for an array of doubles, 2 for Variants holding Doubles)
@@ -106,6 +207,7 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
   auto at = [&](int i, int j) -> double& {
     return a[static_cast<std::size_t>(i - 1) * Step + static_cast<std::size_t>(j - 1) * ld];
   };
+  if (n <= kSmallOrder && n + ncol <= kSmallColumns) return gauss_small<Step>(n, ncol, a, ld, id);
   const int nc = n + ncol;
   double small[65];
   std::vector<double> large;
@@ -209,11 +311,37 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
       safe_block = vectorise && block_within(k + 1);
     }
   }
-  for (int k = n - 1; k >= 1; --k)
+  // Back substitution.  Each a(k, n+m) takes its updates in ascending i as in
+  // the row order, but accumulated in a register (the rows below k do not
+  // change meanwhile).  A row's results are written only once all of them
+  // are finite (a non-finite value stays non-finite); otherwise the row is
+  // redone from its unchanged values in the checked order, which raises
+  // where that order raises and leaves what it leaves.
+  double small_row[16];
+  std::vector<double> large_row;
+  double* row = small_row;
+  if (ncol > 16) {
+    large_row.resize(static_cast<std::size_t>(ncol) + 1);
+    row = large_row.data();
+  }
+  for (int k = n - 1; k >= 1; --k) {
+    unsigned bad = 0;
+    for (int m = 1; m <= ncol; ++m) {
+      const double* bm = &at(1, n + m);
+      double x = at(k, n + m);
+      for (int i = k + 1; i <= n; ++i) x = x - at(k, i) * bm[static_cast<std::size_t>(i - 1) * Step];
+      row[m - 1] = x;
+      bad |= outside(x, std::numeric_limits<double>::max());
+    }
+    if (!bad) [[likely]] {
+      for (int m = 1; m <= ncol; ++m) at(k, n + m) = row[m - 1];
+      continue;
+    }
     for (int i = k + 1; i <= n; ++i) {
       const double aki = at(k, i);
       for (int m = 1; m <= ncol; ++m) at(k, n + m) = arith::sub(at(k, n + m), arith::mul(aki, at(i, n + m)));
     }
+  }
 }
 
 }  // namespace detail
