@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <span>
 #include <type_traits>
 #include <vector>
@@ -214,6 +215,84 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
   assign_status(id, 0);
 }
 
+// Small matrices (the common case) run without a check per operation.  A
+// value out of the double range stays non-finite where it was made (C and
+// the inverse only ever update a value from itself), so a final scan of both
+// tells whether any operation of the element-by-element order would have
+// raised; if one would, the element-by-element inversion runs instead on the
+// caller's arrays (the input is intact, the inverse is rebuilt from the
+// identity), raising where it raises.  Each value sees the same operations
+// in the same order, so the results are the same bit for bit.
+inline constexpr int kSmallInvert = 16;
+
+// Returns false when an operation went out of range (nothing is reported
+// then; the caller replays the checked order).
+template <class Status>
+bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id, double ep) {
+  double c[kSmallInvert][kSmallInvert];  // c[i-1][j-1]: rows contiguous
+  double f[kSmallInvert + 1];
+  auto X = [&](int i, int j) -> double& {
+    return x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldx];
+  };
+  auto C = [&](int i, int j) -> double& { return c[i - 1][j - 1]; };
+  for (int j = 1; j <= n; ++j)
+    for (int i = 1; i <= n; ++i) {
+      X(i, j) = 0.0;
+      C(i, j) = ap[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldp];
+    }
+  for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
+  auto in_range = [&] {
+    unsigned bad = 0;
+    for (int i = 1; i <= n; ++i)
+      for (int j = 1; j <= n; ++j) bad |= outside(C(i, j), std::numeric_limits<double>::max()) | outside(X(i, j), std::numeric_limits<double>::max());
+    return bad == 0;
+  };
+  for (int k = 1; k <= n; ++k) {
+    double big = 0;
+    int p = 0;
+    for (int i = k; i <= n; ++i) {
+      const double v = std::abs(C(i, k));
+      if (v > big) {
+        big = v;
+        p = i;
+      }
+    }
+    if (k < p) {
+      for (int j = k; j <= n; ++j) std::swap(C(k, j), C(p, j));
+      for (int j = 1; j <= n; ++j) std::swap(X(k, j), X(p, j));
+    }
+    if (std::abs(C(k, k)) <= ep) {
+      if (!in_range()) return false;
+      assign_status(id, 1);
+      return true;
+    }
+    for (int i = k + 1; i <= n; ++i) {
+      if (C(i, k) == 0) {
+        f[i] = 0;
+        continue;
+      }
+      const double fi = C(i, k) / C(k, k);
+      f[i] = fi;
+      for (int j = k + 1; j <= n; ++j) C(i, j) = C(i, j) - C(k, j) * fi;
+    }
+    // The inverse by columns (its storage order); rows with C(i,k) = 0 skipped.
+    for (int j = 1; j <= n; ++j) {
+      const double xk = X(k, j);
+      for (int i = k + 1; i <= n; ++i)
+        if (C(i, k) != 0) X(i, j) = X(i, j) - xk * f[i];
+    }
+  }
+  for (int m = 1; m <= n; ++m)
+    for (int i = n; i >= 1; --i) {
+      double s = 0;
+      for (int j = i + 1; j <= n; ++j) s = s + C(i, j) * X(j, m);
+      X(i, m) = (X(i, m) - s) / C(i, i);
+    }
+  if (!in_range()) return false;
+  assign_status(id, 0);
+  return true;
+}
+
 }  // namespace detail
 
 template <class N, class MatrixIn, class MatrixOut, class Status>
@@ -224,6 +303,13 @@ void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double 
     const int ni = static_cast<int>(nd);
     if (nd >= 1 && nd == std::trunc(nd) && nd <= 32767 && ap.contains(1, 1) && ap.contains(ni, ni) &&
         ainv.contains(1, 1) && ainv.contains(ni, ni) && &ap != &ainv) {
+      if (ni <= detail::kSmallInvert) {
+        if (detail::invert_small(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
+                                 &ainv.at_unchecked(1, 1), ainv.column_stride(), id, ep))
+          return;
+        detail::invert_checked<double>(n, ap, ainv, id, ep);
+        return;
+      }
       detail::invert_dense(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
                            &ainv.at_unchecked(1, 1), ainv.column_stride(), id, ep);
       return;
