@@ -1,6 +1,7 @@
 #include "csv.hpp"
 
 #include <charconv>
+#include <cmath>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -29,6 +30,9 @@ std::vector<double> parse_row(std::string_view line, const std::string& where) {
     if (item.empty() || r.ec != std::errc() || r.ptr != e)
       throw CsvError(where + ": column " + std::to_string(column) + ": \"" + std::string(item) +
                      "\" is not a number");
+    if (!std::isfinite(v))
+      throw CsvError(where + ": column " + std::to_string(column) + ": \"" + std::string(item) +
+                     "\" is not a finite number");
     row.push_back(v);
     if (comma == std::string_view::npos) break;
     start = comma + 1;
