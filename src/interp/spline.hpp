@@ -269,7 +269,7 @@ double sinterp(typename Flavour::Array& stored, const N& n, const N& npoc, const
   }
   const double last = number_of(n) + number_of(npoc) - 1;
   if (number_of(ipoc) == 0) {
-    spline<Flavour>(number_of(npoc), last, x, y, number_of(y1min), number_of(y1max), stored);
+    spline<Flavour>(number_of(npoc), last, x, y, y1min, y1max, stored);
     assign_status(ipoc, 1);
   }
   return splinp(int32_of(npoc), subscript(last), x, y, stored, number_of(xi));

@@ -156,6 +156,16 @@ TEST(Sinterp, KeepsItsValuesPerFlavourWhileIpocSaysSo) {
   EXPECT_EQ(error_of([&] { k.Sinterpd(1, 1, t.x, t.y, 0.5, 10000, 10000, ipoc); }), err::kDivisionByZero);
   EXPECT_EQ(ipoc, Variant(short{1}));
   EXPECT_EQ(capture.messages().size(), 2u);
+  // The end slopes reach the spline as they are: with one point it shows its
+  // message before it would read them, so a text slope does not matter.
+  Variant vpoc0 = 0, text = "steep", at = 0.5;
+  EXPECT_EQ(error_of([&] { k.Sinterp(1, 1, t.vx, t.vy, at, text, text, vpoc0); }), err::kDivisionByZero);
+  EXPECT_EQ(capture.messages().size(), 4u);
+  EXPECT_EQ(capture.messages()[2], (Message{" SPLINE - zadan jen 1 bod!", 16, "SPLINE"}));
+  // With two points the text slope is read and is a type mismatch.
+  vpoc0 = 0;
+  EXPECT_EQ(error_of([&] { k.Sinterp(2, 1, t.vx, t.vy, at, text, text, vpoc0); }), err::kTypeMismatch);
+  EXPECT_EQ(vpoc0, Variant(0));
 }
 
 }  // namespace
