@@ -29,8 +29,8 @@ namespace detail {
 
 // The element-by-element inversion, every access checked.  Work is the
 // element type of the local matrix (Variant or double).
-template <class Work, class N, class MatrixIn, class MatrixOut, class Status>
-void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double ep) {
+template <class Work, class N, class MatrixIn, class MatrixOut, class Status, class Ep>
+void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const Ep& ep) {
   auto bound_n = [&] { return count16(number_of(n)); };
   SafeArray<Work> c(Bounds{0, bound_n()}, Bounds{0, bound_n()});
   for (int i = 1, imax = bound_n(); i <= imax; ++i)
@@ -54,7 +54,7 @@ void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id,
       for (int j = k, jmax = bound_n(); j <= jmax; ++j) swap_cells(c(k, j), c(p, j));
       for (int j = 1, jmax = bound_n(); j <= jmax; ++j) swap_cells(ainv(k, j), ainv(p, j));
     }
-    if (std::abs(number_of(c(k, k))) <= ep) {
+    if (std::abs(number_of(c(k, k))) <= number_of(ep)) {
       assign_status(id, 1);
       return;
     }
@@ -295,8 +295,10 @@ bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size
 
 }  // namespace detail
 
-template <class N, class MatrixIn, class MatrixOut, class Status>
-void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double ep) {
+// The threshold ep is read where the pivot is compared with it (a Variant
+// that holds no number fails there, after the identity has been written).
+template <class N, class MatrixIn, class MatrixOut, class Status, class Ep>
+void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const Ep& ep) {
   using Cell = std::remove_cvref_t<decltype(ap(1, 1))>;
   if constexpr (dense_doubles<MatrixIn>::value && dense_doubles<MatrixOut>::value) {
     const double nd = number_of(n);
@@ -305,13 +307,13 @@ void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, double 
         ainv.contains(1, 1) && ainv.contains(ni, ni) && &ap != &ainv) {
       if (ni <= detail::kSmallInvert) {
         if (detail::invert_small(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
-                                 &ainv.at_unchecked(1, 1), ainv.column_stride(), id, ep))
+                                 &ainv.at_unchecked(1, 1), ainv.column_stride(), id, number_of(ep)))
           return;
         detail::invert_checked<double>(n, ap, ainv, id, ep);
         return;
       }
       detail::invert_dense(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
-                           &ainv.at_unchecked(1, 1), ainv.column_stride(), id, ep);
+                           &ainv.at_unchecked(1, 1), ainv.column_stride(), id, number_of(ep));
       return;
     }
   }

@@ -14,8 +14,12 @@ void Korvat::Gaussd(const Variant& n, DoubleArray& a, const Variant& NCOL, Varia
 }
 
 void Korvat::Invert(Variant& n, VariantArray& ap, VariantArray& Ainv, Variant& ID, Variant& EP) {
-  const double ep = is_missing(EP) ? 1e-6 : number_of(EP);
-  linalg::invert(n, ap, Ainv, ID, ep);
+  if (is_missing(EP)) {
+    const Variant omitted_default = 1e-6;
+    linalg::invert(n, ap, Ainv, ID, omitted_default);
+    return;
+  }
+  linalg::invert(n, ap, Ainv, ID, EP);
 }
 
 void Korvat::Invert(Variant& n, VariantArray& ap, VariantArray& Ainv, Variant& ID) {

@@ -210,6 +210,18 @@ TEST(Invert, ThresholdIsNonStrictAndTheStatusIsWrittenOnlyAtTheExits) {
   k.Invertd(n, tiny, inv, id);
   EXPECT_EQ(id, Variant(short{0}));
   EXPECT_DOUBLE_EQ(inv(1, 1), 1e9);
+  // A threshold that is no number fails where the first pivot is compared
+  // with it: the identity has been written, the status not.
+  Variant text = "tiny";
+  id = 9;
+  vinv(1, 2) = 5.0;
+  EXPECT_EQ(error_of([&] { k.Invert(n, vtiny, vinv, id, text); }), err::kTypeMismatch);
+  EXPECT_EQ(id, Variant(9));
+  EXPECT_EQ(vinv(1, 2).to_double(), 0.0);
+  EXPECT_EQ(vinv(2, 2).to_double(), 1.0);
+  Variant none = 0;
+  k.Invert(none, vtiny, vinv, id, text);  // never compared: no error
+  EXPECT_EQ(id, Variant(short{0}));
   // n = 0 computes nothing and reports success.
   Variant zero = 0;
   id = 9;
