@@ -33,5 +33,6 @@ void add_eval_command(CLI::App& app, int& exit_code);
 void add_linalg_commands(CLI::App& app, int& exit_code);
 void add_poly_command(CLI::App& app, int& exit_code);
 void add_interpolation_commands(CLI::App& app, int& exit_code);
+void add_solver_commands(CLI::App& app, int& exit_code);
 
 }  // namespace kor::cli

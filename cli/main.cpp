@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
   kor::cli::add_linalg_commands(app, exit_code);
   kor::cli::add_poly_command(app, exit_code);
   kor::cli::add_interpolation_commands(app, exit_code);
+  kor::cli::add_solver_commands(app, exit_code);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
