@@ -89,13 +89,30 @@ class Program {
     position_ = position;
     // Constants are written once, here; the replay keeps only the steps that
     // read, compute or check.
+    // Operations on constants alone are done once too: they gave these very
+    // values without a fault while the text was recorded, and a guard on a
+    // constant passed then and passes every time.
     registers_.assign(static_cast<std::size_t>(registers_count_), 0.0);
+    std::vector<bool> fixed(static_cast<std::size_t>(registers_count_), false);
+    fixed[0] = true;
+    auto is_fixed = [&](std::int32_t reg) { return static_cast<bool>(fixed[static_cast<std::size_t>(reg)]); };
+    auto set = [&](std::int32_t reg, double v) {
+      registers_[static_cast<std::size_t>(reg)] = v;
+      fixed[static_cast<std::size_t>(reg)] = true;
+    };
     std::vector<Step> kept;
     for (const Step& s : steps_) {
-      if (s.kind == Step::Constant)
-        registers_[static_cast<std::size_t>(s.dst)] = s.value;
-      else
+      if (s.kind == Step::Constant) {
+        set(s.dst, s.value);
+      } else if (s.kind == Step::Negate && is_fixed(s.a)) {
+        set(s.dst, -registers_[static_cast<std::size_t>(s.a)]);
+      } else if (s.kind == Step::Binary && is_fixed(s.a) && is_fixed(s.b)) {
+        set(s.dst, apply(s.op, registers_[static_cast<std::size_t>(s.a)], registers_[static_cast<std::size_t>(s.b)]));
+      } else if (s.kind == Step::Guard && is_fixed(s.a)) {
+        // passes: the recording went past it
+      } else {
         kept.push_back(s);
+      }
     }
     steps_ = std::move(kept);
   }
