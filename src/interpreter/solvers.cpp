@@ -41,7 +41,9 @@ class Texts {
 VariantArray constants_table(const VariantArray& z) {
   VariantArray table(Bounds{0, 10}, Bounds{0, 2});
   for (int i = 1; i <= 10; ++i) {
-    table(i, 1) = Variant("Z" + std::to_string(i));
+    std::string name = "Z";
+    name += std::to_string(i);  // appended: GCC 12 misreads "Z" + string as overlapping
+    table(i, 1) = Variant(name);
     table(i, 2) = z(i);
   }
   return table;
