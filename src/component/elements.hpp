@@ -34,6 +34,8 @@ inline bool is_missing(const Variant& v) { return v.is_missing(); }
 inline bool is_missing(double) { return false; }
 
 inline void assign_status(Variant& v, std::int16_t s) { v = Variant(static_cast<short>(s)); }
+// A count written like an automation literal: 16-bit when it fits, 32-bit otherwise.
+inline void assign_count(Variant& v, std::int32_t c) { v = Variant(static_cast<int>(c)); }
 
 // Exchanges two cells as they are (a Variant keeps its type).
 inline void swap_cells(Variant& a, Variant& b) noexcept { std::swap(a, b); }
