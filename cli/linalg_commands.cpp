@@ -1,4 +1,4 @@
-// kor linsolve FILE.csv   and   kor invert FILE.csv [--ep EP]
+// kor linsolve FILE.csv,  kor invert FILE.csv [--ep EP]  and  kor eigen FILE.csv [--vectors]
 #include <CLI/CLI.hpp>
 #include <iostream>
 #include <memory>
@@ -67,6 +67,37 @@ int invert(const std::string& path, double ep) {
   return kExitOk;
 }
 
+int eigen(const std::string& path, bool vectors) {
+  const CsvTable t = read_csv(path);
+  const std::size_t n = t.rows.size();
+  if (t.columns() != n)
+    throw std::invalid_argument(path + ": the matrix has " + std::to_string(n) + " rows and " +
+                                std::to_string(t.columns()) + " columns; it must be square");
+  DoubleArray a = to_matrix(t);
+  const auto order = static_cast<std::int32_t>(n);
+  DoubleArray b(Bounds{1, order}), U(Bounds{1, order}, Bounds{1, order});
+  Variant tag1, tag2, sweeps;
+  Korvat::global().Rutishauserd(order, a, b, U, tag1, tag2, sweeps, vectors);
+  if (tag1.to_int16() == 2) {
+    std::cerr << "kor eigen: the matrix is not symmetric (to 1E-10 of its largest element)\n";
+    return kExitFailed;
+  }
+  for (std::int32_t k = 1; k <= order; ++k) {
+    std::cout << "lambda" << k << " = " << format_number(b(k));
+    if (vectors) {
+      std::cout << ':';
+      for (std::int32_t i = 1; i <= order; ++i) std::cout << (i > 1 ? "," : " ") << format_number(U(i, k));
+    }
+    std::cout << '\n';
+  }
+  std::cout << "sweeps = " << sweeps.to_string() << ", rotations = " << tag2.to_string() << '\n';
+  if (tag1.to_int16() == 1) {
+    std::cerr << "kor eigen: no convergence in 50 sweeps; the values are approximations\n";
+    return kExitFailed;
+  }
+  return kExitOk;
+}
+
 }  // namespace
 
 void add_linalg_commands(CLI::App& app, int& exit_code) {
@@ -82,6 +113,15 @@ void add_linalg_commands(CLI::App& app, int& exit_code) {
   inv->add_option("FILE", *ipath, "the matrix as CSV, one row per line")->required();
   inv->add_option("--ep", *ep, "pivot threshold: a pivot of magnitude at most EP is singular (default 1e-13)");
   inv->callback([ipath, ep, &exit_code] { exit_code = guarded("invert", [&] { return invert(*ipath, *ep); }); });
+
+  auto epath = std::make_shared<std::string>();
+  auto vectors = std::make_shared<bool>(false);
+  auto* eig = app.add_subcommand("eigen", "Eigenvalues (and vectors) of a symmetric matrix (Rutishauserd, Jacobi)");
+  eig->add_option("FILE", *epath, "the symmetric matrix as CSV, one row per line")->required();
+  eig->add_flag("--vectors", *vectors, "print each eigenvalue's unit eigenvector after it");
+  eig->callback([epath, vectors, &exit_code] {
+    exit_code = guarded("eigen", [&] { return eigen(*epath, *vectors); });
+  });
 }
 
 }  // namespace kor::cli

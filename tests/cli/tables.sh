@@ -8,6 +8,8 @@ trap 'rm -rf "$dir"' EXIT
 printf '2,1,5\n1,3,10\n' > "$dir/system.csv"
 printf '# two right-hand sides\n0,2,1,7,4\n1,1,1,6,3\n\n2,1,3,13,10\n' > "$dir/two.csv"
 printf '2,0\n0,4\n' > "$dir/diag.csv"
+printf '2,1\n1,2\n' > "$dir/sym.csv"
+printf '2,1\n0,2\n' > "$dir/unsymmetric.csv"
 printf '1,2\n2,4\n' > "$dir/singular.csv"
 printf '1,2,3\n2,4,6\n' > "$dir/singular-system.csv"
 printf '0,0\n1,1\n2,0\n' > "$dir/hat.csv"
@@ -41,4 +43,13 @@ check spline-slope-range 3 "" "strictly between" -- spline "$dir/hat.csv" --at 1
 check lagrange 0 "38.5" "" -- lagrange "$dir/quartic.csv" --at 2.5
 check lagrange-points 0 "42.25" "" -- lagrange "$dir/quartic.csv" --at 2.5 --points 3
 check lagrange-too-many 3 "" "exceeds" -- lagrange "$dir/hat.csv" --at 1 --points 5
+check roots-real 0 $'1\n2\n3' "" -- roots 1,-6,11,-6
+check roots-pair 0 $'-1\n1 + 2i\n1 - 2i' "" -- roots 1,-1,3,5
+check roots-zero-lead 0 $'1\n2' "degree is 2" -- roots 0,1,-3,2
+check roots-constant 3 "" "at least 2 coefficients" -- roots 5
+check roots-all-zero 3 "" "at least 2 coefficients" -- roots 0,0,0
+check eigen 0 $'lambda1 = 1\nlambda2 = 3\nsweeps = 1, rotations = 1' "" -- eigen "$dir/sym.csv"
+check eigen-diagonal 0 $'lambda1 = 2: 1,0\nlambda2 = 4: 0,1\nsweeps = 0, rotations = 0' "" -- eigen "$dir/diag.csv" --vectors
+check eigen-unsymmetric 1 "" "not symmetric" -- eigen "$dir/unsymmetric.csv"
+check eigen-square 3 "" "must be square" -- eigen "$dir/system.csv"
 finish "kor tables"
