@@ -69,11 +69,12 @@ JacobiOptions jacobi_options(const E& eigvec, const S& stripd, const W& sweep, c
 
 namespace jacobi {
 
-// A dense symmetric matrix kept as its upper triangle (column-major, full
-// square storage for simple indexing; only i <= j is used).
+// The working matrix in full symmetric storage, column-major: a rotation
+// works on the two contiguous columns p and q and mirrors them into rows p
+// and q, which is several times faster than walking a triangle across rows.
 struct Work {
   int n = 0;
-  std::vector<double> a;  // a[i + n*j], i < j
+  std::vector<double> a;  // a[i + n*j], both triangles; the diagonal lives in d
   std::vector<double> d;  // current diagonal
   std::vector<double> b;  // diagonal at the last fold
   std::vector<double> z;  // diagonal changes since the last fold
@@ -96,8 +97,15 @@ inline double off_norm(Work& w) {
   return std::sqrt(2 * s);
 }
 
-// a(i,j) for i != j in the upper-triangle storage.
-inline double& upper(Work& w, int i, int j) { return i < j ? w.at(i, j) : w.at(j, i); }
+// The rotation of rows lo..hi-1 of the columns x and y.
+inline void rotate_range(double* x, double* y, int lo, int hi, double s, double tau) {
+  for (int j = lo; j < hi; ++j) {
+    const double g = x[j];
+    const double h = y[j];
+    x[j] = g - s * (h + g * tau);
+    y[j] = h + s * (g - h * tau);
+  }
+}
 
 // Annihilates a(p,q), p < q.
 inline void rotate(Work& w, int p, int q, bool vectors) {
@@ -121,24 +129,17 @@ inline void rotate(Work& w, int p, int q, bool vectors) {
   w.d[static_cast<std::size_t>(p)] -= dh;
   w.d[static_cast<std::size_t>(q)] += dh;
   w.at(p, q) = 0;
+  w.at(q, p) = 0;
+  double* cp = &w.at(0, p);
+  double* cq = &w.at(0, q);
+  rotate_range(cp, cq, 0, p, s, tau);
+  rotate_range(cp, cq, p + 1, q, s, tau);
+  rotate_range(cp, cq, q + 1, w.n, s, tau);
   for (int j = 0; j < w.n; ++j) {
-    if (j == p || j == q) continue;
-    double& x = upper(w, j, p);
-    double& y = upper(w, j, q);
-    const double gx = x;
-    const double hh = y;
-    x = gx - s * (hh + gx * tau);
-    y = hh + s * (gx - hh * tau);
+    w.at(p, j) = cp[j];
+    w.at(q, j) = cq[j];
   }
-  if (!vectors) return;
-  double* vp = &w.vec(0, p);
-  double* vq = &w.vec(0, q);
-  for (int j = 0; j < w.n; ++j) {
-    const double gx = vp[j];
-    const double hh = vq[j];
-    vp[j] = gx - s * (hh + gx * tau);
-    vq[j] = hh + s * (gx - hh * tau);
-  }
+  if (vectors) rotate_range(&w.vec(0, p), &w.vec(0, q), 0, w.n, s, tau);
 }
 
 inline void fold(Work& w) {
@@ -181,6 +182,7 @@ inline Outcome run(Work& w, const JacobiOptions& o) {
         if (zero_test && g <= o.zero * std::abs(w.d[static_cast<std::size_t>(p)]) &&
             g <= o.zero * std::abs(w.d[static_cast<std::size_t>(q)])) {
           w.at(p, q) = 0;
+          w.at(q, p) = 0;
         } else if (g > tresh) {
           rotate(w, p, q, o.vectors);
           ++out.rotations;
@@ -234,7 +236,10 @@ void rutishauser(const N& nv, const Matrix& a, Values& b, Vectors& U, Status& ta
     for (int i = 1; i <= (o.upper_only ? j : n); ++i) {
       const double x = read(i, j);
       if (i == j) w.d[static_cast<std::size_t>(i - 1)] = x;
-      else if (i < j) w.at(i - 1, j - 1) = x;
+      else {
+        w.at(i - 1, j - 1) = x;
+        if (o.upper_only) w.at(j - 1, i - 1) = x;
+      }
     }
   if (n > 0) {
     (void)b(1), (void)b(n);
@@ -252,6 +257,7 @@ void rutishauser(const N& nv, const Matrix& a, Values& b, Vectors& U, Status& ta
           return;
         }
         up = 0.5 * up + 0.5 * lower;
+        w.at(i - 1, j - 1) = up;
       }
   }
   w.b = w.d;
