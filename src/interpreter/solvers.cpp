@@ -90,11 +90,10 @@ struct DerivativesClient {
 
 Variant Interpret::NewtonI(StringArray& Rov, const Variant& n, const Variant& Nunknown, const Variant& /*NProm*/,
                            VariantArray& X, VariantArray& ipom, VariantArray& z, Variant& ID, const Variant& Eps,
-                           const Variant& ALAM, const Variant& NITER, const Variant& /*Delta*/) {
+                           const Variant& ALAM, const Variant& NITER, const Variant& Delta) {
   const VariantArray table = constants_table(z);
   EquationsClient client{Rov, table, {}};
-  // As in Newton, the step factor is 0.01 whatever Delta says.
-  const solvers::NewtonOptions opt{is_missing(Eps) ? 1e-5 : number_of(Eps), 0.01};
+  const solvers::NewtonOptions opt = solvers::newton_options(Eps, Delta);
   return Variant(static_cast<short>(
       solvers::newton<VariantFlavour>(client, n, Nunknown, X, ipom, z, ID, opt, ALAM, NITER)));
 }

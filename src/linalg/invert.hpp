@@ -25,6 +25,10 @@
 
 namespace kor::linalg {
 
+// The variant flavour's threshold when EP is omitted.
+inline constexpr double kInvertDefaultEp = 1e-6;
+
+
 namespace detail {
 
 // The element-by-element inversion, every access checked.  Work is the

@@ -16,7 +16,7 @@ void Korvat::Gaussd(const Variant& n, DoubleArray& a, const Variant& NCOL, Varia
 
 void Korvat::Invert(Variant& n, VariantArray& ap, VariantArray& Ainv, Variant& ID, Variant& EP) {
   if (is_missing(EP)) {
-    const Variant omitted_default = 1e-6;
+    const Variant omitted_default = linalg::kInvertDefaultEp;
     linalg::invert(n, ap, Ainv, ID, omitted_default);
     return;
   }

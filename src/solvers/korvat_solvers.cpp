@@ -9,21 +9,17 @@ namespace kor {
 
 Variant Korvat::Newton(Dispatch& G, const Variant& n, const Variant& Nunknown, const Variant& /*NProm*/,
                        VariantArray& X, VariantArray& ipom, VariantArray& z, Variant& ID, const Variant& Eps,
-                       const Variant& ALAM, const Variant& NITER, const Variant& /*Delta*/) {
+                       const Variant& ALAM, const Variant& NITER, const Variant& Delta) {
   solvers::DispatchClient client(G);
-  // The variant flavour's Delta has no effect: the step factor is always 0.01.
-  const solvers::NewtonOptions opt{is_missing(Eps) ? 1e-5 : number_of(Eps), 0.01};
+  const solvers::NewtonOptions opt = solvers::newton_options(Eps, Delta);
   return Variant(static_cast<short>(solvers::newton<VariantFlavour>(client, n, Nunknown, X, ipom, z, ID, opt, ALAM, NITER)));
 }
 
-// Eps and Delta are doubles that are never missing: an omitted Eps is 0 (the
-// iteration then runs to its limit) and an omitted Delta is 0 (every
-// difference step is 1E-4).
 Variant Korvat::Newtond(Dispatch& G, const Variant& n, const Variant& Nunknown, const Variant& /*NProm*/,
                         DoubleArray& X, VariantArray& ipom, DoubleArray& z, Variant& ID, double Eps,
                         const Variant& ALAM, const Variant& NITER, double Delta) {
   solvers::DispatchClient client(G);
-  const solvers::NewtonOptions opt{Eps, Delta};
+  const solvers::NewtonOptions opt = solvers::newton_options(Eps, Delta);
   return Variant(static_cast<short>(solvers::newton<DoubleFlavour>(client, n, Nunknown, X, ipom, z, ID, opt, ALAM, NITER)));
 }
 

@@ -23,6 +23,16 @@ struct NewtonOptions {
   double delta;   // relative step of the difference quotients
 };
 
+// The variant flavour: Eps defaults to 1E-5 when omitted; Delta has no
+// effect, the step factor is always 0.01.
+inline NewtonOptions newton_options(const Variant& eps, const Variant& /*delta*/) {
+  return {is_missing(eps) ? 1e-5 : number_of(eps), 0.01};
+}
+// The double flavour: Eps and Delta are doubles that are never missing, an
+// omitted Eps is 0 (the iteration runs to its limit) and an omitted Delta
+// is 0 (every difference step is 1E-4).
+inline NewtonOptions newton_options(double eps, double delta) { return {eps, delta}; }
+
 template <class Flavour, class Client, class XArray, class ZArray, class IpomArray>
 std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknown_arg, XArray& x,
                     IpomArray& ipom, ZArray& z, Variant& id, NewtonOptions opt, const Variant& alam_arg,
