@@ -37,6 +37,13 @@ inline void assign_status(Variant& v, std::int16_t s) { v = Variant(static_cast<
 // A count written like an automation literal: 16-bit when it fits, 32-bit otherwise.
 inline void assign_count(Variant& v, std::int32_t c) { v = Variant(static_cast<int>(c)); }
 
+// A cell's value kept aside and put back as it was (a Variant keeps its
+// type; a host's own cell type converts to and from kor::Variant).
+inline const Variant& cell_value(const Variant& v) { return v; }
+inline double cell_value(double d) { return d; }
+inline void assign_value(Variant& cell, const Variant& v) { cell = v; }
+inline void assign_value(double& cell, double v) { cell = v; }
+
 // Exchanges two cells as they are (a Variant keeps its type).
 inline void swap_cells(Variant& a, Variant& b) noexcept { std::swap(a, b); }
 inline void swap_cells(double& a, double& b) noexcept { std::swap(a, b); }

@@ -57,7 +57,7 @@ Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double
   Interval r{imin, imax, 0};
   if constexpr (is_safe_array<Knots>::value) {
     if (imin <= imax && x.contains(imin) && x.contains(imax)) {
-      const double* near[] = {companion_base(companions, imin, imax)..., nullptr};
+      const double* nearby[] = {companion_base(companions, imin, imax)..., nullptr};
       // Every position the bisection can visit exists: walk the storage
       // directly, without branches, and fetch the knots of the next two
       // levels while this one is compared (large tables live in memory, not
@@ -73,7 +73,7 @@ Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double
         __builtin_prefetch(base + ((std::int64_t{k} + b) >> 1));
         __builtin_prefetch(base + ((std::int64_t{b} + hi) >> 1));
         if (hi - lo <= 16)
-          for (const double* c : near)
+          for (const double* c : nearby)
             if (c) __builtin_prefetch(c + lo);
         const bool right = !(number_of(base[k]) > xx);
         lo = right ? k : lo;

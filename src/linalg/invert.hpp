@@ -40,7 +40,7 @@ void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id,
   for (int i = 1, imax = bound_n(); i <= imax; ++i)
     for (int j = 1, jmax = bound_n(); j <= jmax; ++j) {
       assign_number(ainv(i, j), 0.0);
-      c(i, j) = static_cast<Work>(ap(i, j));
+      c(i, j) = static_cast<Work>(cell_value(ap(i, j)));
     }
   for (int i = 1, imax = bound_n(); i <= imax; ++i) assign_number(ainv(i, i), 1.0);
 
@@ -308,7 +308,8 @@ void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const E
     const double nd = number_of(n);
     const int ni = static_cast<int>(nd);
     if (nd >= 1 && nd == std::trunc(nd) && nd <= 32767 && ap.contains(1, 1) && ap.contains(ni, ni) &&
-        ainv.contains(1, 1) && ainv.contains(ni, ni) && &ap != &ainv) {
+        ainv.contains(1, 1) && ainv.contains(ni, ni) &&
+        &const_cast<MatrixIn&>(ap).at_unchecked(1, 1) != &ainv.at_unchecked(1, 1)) {
       if (ni <= detail::kSmallInvert) {
         if (detail::invert_small(ni, &const_cast<MatrixIn&>(ap).at_unchecked(1, 1), ap.column_stride(),
                                  &ainv.at_unchecked(1, 1), ainv.column_stride(), id, number_of(ep)))

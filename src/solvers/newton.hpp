@@ -42,7 +42,6 @@ std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknow
   using arith::mul;
   using arith::sub;
   using Array = typename Flavour::Array;
-  using Cell = typename Array::value_type;
 
   // Local copies; Fun receives the method's own n and may change it.
   Variant n = n_arg;
@@ -73,12 +72,12 @@ std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknow
       for (int k = 1; k <= nu + 1; ++k) a(i, k) = r(i);
     for (int k = 1; k <= nu; ++k) {
       const int j = unknown(k);
-      const Cell saved = x(j);
+      const auto saved = cell_value(x(j));  // a copy, not a reference
       double h = mul(opt.delta, std::abs(X(j)));
       if (h < 1e-4) h = 1e-4;
       assign_number(x(j), add(X(j), h));
       fun();
-      x(j) = saved;
+      assign_value(x(j), saved);
       for (int i = 1, ni = N(); i <= ni; ++i)
         assign_number(a(i, k), div(sub(number_of(r(i)), number_of(a(i, k))), h));
     }

@@ -57,7 +57,7 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
     }
     const Abscissa x0cell = xb;
     const double x0 = number_of(x0cell);
-    for (int i = 1, n = NN(); i <= n; ++i) y0(i) = y(i);
+    for (int i = 1, n = NN(); i <= n; ++i) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
     auto Y0 = [&](int i) { return number_of(y0(i)); };
 
@@ -96,7 +96,7 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
         continue;
       }
     } else {
-      for (int i = 1, n = NN(); i <= n; ++i) y(i) = y0(i);
+      for (int i = 1, n = NN(); i <= n; ++i) assign_value(y(i), y0(i));
       xb = x0cell;
     }
     h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));

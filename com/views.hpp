@@ -1,0 +1,140 @@
+// The caller's VARIANTs and SAFEARRAYs as the algorithms see them.
+//
+// The algorithms are templates that read a cell with number_of(), write one
+// with assign_number() and so on (component/elements.hpp).  The overloads
+// below serve a VARIANT cell; ArrayView<Cell> serves a SAFEARRAY of VARIANT
+// or of double in place, with the checked a(i) / a(i, j) access of
+// kor::SafeArray (a position outside the bounds is error 9).  Nothing is
+// copied: a method that reads three elements of a million reads three.
+#pragma once
+
+#include <windows.h>
+#include <oleauto.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "component/elements.hpp"
+#include "kor/error.hpp"
+#include "kor/variant.hpp"
+
+// ---- VARIANT cells (found by argument-dependent lookup: VARIANT lives in
+// the global namespace) ----
+
+// The scalar a VARIANT holds, as a kor::Variant (a VT_BYREF one is followed).
+// Arrays, objects and error values other than "missing" are error 13.
+kor::Variant kor_value(const VARIANT& v);
+// A kor::Variant into a VARIANT that the caller has cleared or owns.
+void to_variant(const kor::Variant& value, VARIANT& out);
+
+double number_of(const VARIANT& v);
+void assign_number(VARIANT& v, double x);
+std::int16_t int16_of(const VARIANT& v);
+std::int32_t int32_of(const VARIANT& v);
+bool is_missing(const VARIANT& v);
+inline kor::Variant cell_value(const VARIANT& v) { return kor_value(v); }
+void assign_value(VARIANT& cell, const kor::Variant& v);
+void assign_status(VARIANT& v, std::int16_t s);
+void assign_count(VARIANT& v, std::int32_t c);
+inline void swap_cells(VARIANT& a, VARIANT& b) noexcept {
+  const VARIANT t = a;
+  a = b;
+  b = t;
+}
+// The evaluator's view of a table or vector cell.
+bool cell_is_name(const VARIANT& cell, std::string_view upper_name);
+inline double cell_number(const VARIANT& cell) { return number_of(cell); }
+
+namespace kor::com {
+
+// UTF-16 <-> UTF-8.
+std::string narrow(const wchar_t* text, std::size_t length);
+std::wstring widen(std::string_view text);
+
+// A SAFEARRAY of Cell (VARIANT or double) addressed from 1 or 2 indices as
+// the caller declared them.  The array is locked while the view lives, so a
+// client function object cannot resize it under a method's feet.  A null
+// array (a dynamic array never dimensioned) has no positions at all.
+template <class Cell>
+class ArrayView {
+ public:
+  using value_type = Cell;
+
+  explicit ArrayView(SAFEARRAY* sa) : sa_(sa) {
+    if (!sa_) return;
+    SafeArrayLock(sa_);
+    dims_ = SafeArrayGetDim(sa_);
+    data_ = static_cast<Cell*>(sa_->pvData);
+    if (dims_ >= 1) bounds(1, lo1_, n1_);
+    if (dims_ >= 2) bounds(2, lo2_, n2_);
+  }
+  ~ArrayView() {
+    if (sa_) SafeArrayUnlock(sa_);
+  }
+  ArrayView(const ArrayView&) = delete;
+  ArrayView& operator=(const ArrayView&) = delete;
+
+  SAFEARRAY* get() const noexcept { return sa_; }
+
+  Cell& operator()(std::int32_t i) {
+    if (!contains(i)) throw Error(err::kSubscript);
+    return data_[i - lo1_];
+  }
+  Cell& operator()(std::int32_t i, std::int32_t j) {
+    if (!contains(i, j)) throw Error(err::kSubscript);
+    return at_unchecked(i, j);
+  }
+  const Cell& operator()(std::int32_t i) const { return const_cast<ArrayView&>(*this)(i); }
+  const Cell& operator()(std::int32_t i, std::int32_t j) const { return const_cast<ArrayView&>(*this)(i, j); }
+
+  bool contains(std::int32_t i) const noexcept {
+    return dims_ == 1 && static_cast<std::uint32_t>(std::int64_t{i} - lo1_) < n1_;
+  }
+  bool contains(std::int32_t i, std::int32_t j) const noexcept {
+    return dims_ == 2 && static_cast<std::uint32_t>(std::int64_t{i} - lo1_) < n1_ &&
+           static_cast<std::uint32_t>(std::int64_t{j} - lo2_) < n2_;
+  }
+  Cell& at_unchecked(std::int32_t i) noexcept { return data_[i - lo1_]; }
+  Cell& at_unchecked(std::int32_t i, std::int32_t j) noexcept {
+    return data_[static_cast<std::size_t>(i - lo1_) + static_cast<std::size_t>(j - lo2_) * n1_];
+  }
+  std::size_t column_stride() const noexcept { return n1_; }
+  std::int32_t ubound(int dim) const {
+    if (dim < 1 || dim > static_cast<int>(dims_)) throw Error(err::kSubscript);
+    return dim == 1 ? lo1_ + static_cast<std::int32_t>(n1_) - 1 : lo2_ + static_cast<std::int32_t>(n2_) - 1;
+  }
+  std::int32_t lbound(int dim) const {
+    if (dim < 1 || dim > static_cast<int>(dims_)) throw Error(err::kSubscript);
+    return dim == 1 ? lo1_ : lo2_;
+  }
+
+ private:
+  void bounds(UINT dim, std::int32_t& lo, std::uint32_t& n) {
+    LONG l = 0, u = -1;
+    SafeArrayGetLBound(sa_, dim, &l);
+    SafeArrayGetUBound(sa_, dim, &u);
+    lo = l;
+    n = u >= l ? static_cast<std::uint32_t>(std::int64_t{u} - l + 1) : 0;
+  }
+
+  SAFEARRAY* sa_;
+  UINT dims_ = 0;
+  Cell* data_ = nullptr;
+  std::int32_t lo1_ = 0, lo2_ = 0;
+  std::uint32_t n1_ = 0, n2_ = 0;
+};
+
+using VariantView = ArrayView<VARIANT>;
+using DoubleView = ArrayView<double>;
+
+}  // namespace kor::com
+
+namespace kor {
+// Dense doubles: the algorithms' fast paths apply to a client's double array.
+template <>
+struct dense_doubles<com::DoubleView> : std::true_type {};
+template <class Cell>
+struct is_safe_array<com::ArrayView<Cell>> : std::true_type {};
+}  // namespace kor
