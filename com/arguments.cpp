@@ -53,9 +53,11 @@ VARIANT* variable_of(VARIANT& v) { return (v.vt & VT_BYREF) ? follow(&v) : nullp
 }  // namespace
 
 Arguments::~Arguments() {
-  for (auto& b : variants_back_) write_back(b.target, b.value);
-  for (auto& b : doubles_back_) write_back(b.target, Variant(b.value));
-  for (auto& b : shorts_back_) write_back(b.target, Variant(static_cast<short>(b.value)));
+  for (std::size_t i = 0; i < variants_back_.used; ++i) write_back(variants_back_.items[i]->target, variants_back_.items[i]->value);
+  for (std::size_t i = 0; i < doubles_back_.used; ++i)
+    write_back(doubles_back_.items[i]->target, Variant(doubles_back_.items[i]->value));
+  for (std::size_t i = 0; i < shorts_back_.used; ++i)
+    write_back(shorts_back_.items[i]->target, Variant(static_cast<short>(shorts_back_.items[i]->value)));
 }
 
 void Arguments::expect(UINT required, UINT total) const {
@@ -104,22 +106,19 @@ std::string Arguments::text(UINT k) const {
 
 Variant& Arguments::ref(UINT k) {
   if (k >= count_) {
-    variants_back_.push_back({nullptr, Variant::missing()});
-    return variants_back_.back().value;
+    return variants_back_.add(nullptr, Variant::missing()).value;
   }
   VARIANT* v = follow(&at(k));
   if (v->vt & VT_ARRAY) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   Variant local = value(k);
   // A by-value argument is the method's own copy: nothing to write back.
-  variants_back_.push_back({variable_of(at(k)), std::move(local)});
-  return variants_back_.back().value;
+  return variants_back_.add(variable_of(at(k)), std::move(local)).value;
 }
 
 double& Arguments::real_ref(UINT k) {
   const double x = real(k);
   VARIANT* target = k < count_ ? variable_of(at(k)) : nullptr;
-  doubles_back_.push_back({target, x});
-  return doubles_back_.back().value;
+  return doubles_back_.add(target, x).value;
 }
 
 std::int16_t& Arguments::short_ref(UINT k) {
@@ -131,8 +130,7 @@ std::int16_t& Arguments::short_ref(UINT k) {
     throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   }
   VARIANT* target = k < count_ ? variable_of(at(k)) : nullptr;
-  shorts_back_.push_back({target, s});
-  return shorts_back_.back().value;
+  return shorts_back_.add(target, s).value;
 }
 
 SAFEARRAY* Arguments::array(UINT k, VARTYPE element) const {
@@ -144,13 +142,11 @@ SAFEARRAY* Arguments::array(UINT k, VARTYPE element) const {
 }
 
 VariantView& Arguments::variants(UINT k) {
-  variant_views_.push_back(std::make_unique<VariantView>(array(k, VT_VARIANT)));
-  return *variant_views_.back();
+  return variant_views_.add(array(k, VT_VARIANT));
 }
 
 DoubleView& Arguments::doubles(UINT k) {
-  double_views_.push_back(std::make_unique<DoubleView>(array(k, VT_R8)));
-  return *double_views_.back();
+  return double_views_.add(array(k, VT_R8));
 }
 
 StringArray Arguments::strings(UINT k) const {

@@ -12,8 +12,8 @@
 #include <windows.h>
 #include <oleauto.h>
 
-#include <deque>
-#include <memory>
+#include <array>
+#include <optional>
 #include <string>
 
 #include "kor/safe_array.hpp"
@@ -65,25 +65,42 @@ class Arguments {
   SAFEARRAY* array(UINT k, VARTYPE element) const;
 
   struct VariantBack {
+    VariantBack(VARIANT* t, Variant v) : target(t), value(std::move(v)) {}
     VARIANT* target;
     Variant value;
   };
   struct DoubleBack {
+    DoubleBack(VARIANT* t, double v) : target(t), value(v) {}
     VARIANT* target;
     double value;
   };
   struct ShortBack {
+    ShortBack(VARIANT* t, std::int16_t v) : target(t), value(v) {}
     VARIANT* target;
     std::int16_t value;
   };
 
+  // No method has more than sixteen parameters, and each parameter is read
+  // in one form: fixed slots keep a call free of allocations.
+  static constexpr std::size_t kSlots = 16;
+  template <class T>
+  struct Slots {
+    std::array<std::optional<T>, kSlots> items;
+    std::size_t used = 0;
+    template <class... A>
+    T& add(A&&... a) {
+      if (used == kSlots) throw ArgumentError{DISP_E_BADPARAMCOUNT, static_cast<UINT>(kSlots)};
+      return items[used++].emplace(std::forward<A>(a)...);
+    }
+  };
+
   VARIANT* args_;
   UINT count_;
-  std::deque<VariantBack> variants_back_;
-  std::deque<DoubleBack> doubles_back_;
-  std::deque<ShortBack> shorts_back_;
-  std::deque<std::unique_ptr<VariantView>> variant_views_;
-  std::deque<std::unique_ptr<DoubleView>> double_views_;
+  Slots<VariantBack> variants_back_;
+  Slots<DoubleBack> doubles_back_;
+  Slots<ShortBack> shorts_back_;
+  Slots<VariantView> variant_views_;
+  Slots<DoubleView> double_views_;
 };
 
 }  // namespace kor::com
