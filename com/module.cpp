@@ -21,35 +21,35 @@ std::mutex g_info_mutex;
 std::shared_ptr<const InterfaceInfo> g_korvat_info;
 std::shared_ptr<const InterfaceInfo> g_interpret_info;
 
+// One interface and its class from the type library.
+HRESULT make_info(ITypeLib* library, REFIID iid, REFCLSID clsid, std::shared_ptr<const InterfaceInfo>& out) {
+  ITypeInfo* info = nullptr;
+  ITypeInfo* coclass = nullptr;
+  HRESULT hr = library->GetTypeInfoOfGuid(iid, &info);
+  if (SUCCEEDED(hr)) hr = library->GetTypeInfoOfGuid(clsid, &coclass);
+  if (SUCCEEDED(hr)) {
+    try {
+      out = std::make_shared<const InterfaceInfo>(info, coclass);
+      return S_OK;
+    } catch (...) {
+      hr = E_OUTOFMEMORY;
+    }
+  }
+  if (info) info->Release();
+  if (coclass) coclass->Release();
+  return hr;
+}
+
 HRESULT load_interface_infos() {
   ITypeLib* library = nullptr;
   HRESULT hr = LoadTypeLibEx(module_path().c_str(), REGKIND_NONE, &library);
   if (FAILED(hr)) return hr;
-  ITypeInfo* korvat = nullptr;
-  ITypeInfo* interpret = nullptr;
-  hr = library->GetTypeInfoOfGuid(IID__Korvat, &korvat);
-  if (SUCCEEDED(hr)) hr = library->GetTypeInfoOfGuid(IID__Interpret, &interpret);
+  hr = make_info(library, IID__Korvat, CLSID_Korvat, g_korvat_info);
+  if (SUCCEEDED(hr)) hr = make_info(library, IID__Interpret, CLSID_Interpret, g_interpret_info);
   // Each type info holds its library; the module needs no reference of its own.
   library->Release();
-  if (FAILED(hr)) {
-    if (korvat) korvat->Release();
-    return hr;
-  }
-  try {
-    g_korvat_info = std::make_shared<const InterfaceInfo>(korvat);
-  } catch (...) {
-    korvat->Release();
-    interpret->Release();
-    return E_OUTOFMEMORY;
-  }
-  try {
-    g_interpret_info = std::make_shared<const InterfaceInfo>(interpret);
-  } catch (...) {
-    interpret->Release();
-    g_korvat_info.reset();
-    return E_OUTOFMEMORY;
-  }
-  return S_OK;
+  if (FAILED(hr)) g_korvat_info.reset();
+  return hr;
 }
 
 // ---- class factories ----
@@ -112,7 +112,7 @@ void add_lock() noexcept { ++g_locks; }
 void release_lock() noexcept { --g_locks; }
 bool can_unload() noexcept { return g_objects.load() == 0 && g_locks.load() == 0; }
 
-InterfaceInfo::InterfaceInfo(ITypeInfo* info) : info_(info) {
+InterfaceInfo::InterfaceInfo(ITypeInfo* info, ITypeInfo* coclass) : info_(info), coclass_(coclass) {
   TYPEATTR* attr = nullptr;
   if (FAILED(info_->GetTypeAttr(&attr))) return;
   members_.reserve(attr->cFuncs);
@@ -129,7 +129,10 @@ InterfaceInfo::InterfaceInfo(ITypeInfo* info) : info_(info) {
   info_->ReleaseTypeAttr(attr);
 }
 
-InterfaceInfo::~InterfaceInfo() { info_->Release(); }
+InterfaceInfo::~InterfaceInfo() {
+  info_->Release();
+  coclass_->Release();
+}
 
 int InterfaceInfo::parameter_count(DISPID id) const noexcept {
   for (const Member& m : members_)

@@ -25,17 +25,19 @@ void add_lock() noexcept;
 void release_lock() noexcept;
 bool can_unload() noexcept;
 
-// The dispatch view of one interface of the type library, with the number of
-// parameters (the return value not counted) of each member, so that Invoke
-// can refuse surplus arguments before a method sees them.
+// The dispatch view of one interface of the type library and the class that
+// has it as its default interface, with the number of parameters (the return
+// value not counted) of each member, so that Invoke can refuse surplus
+// arguments before a method sees them.
 class InterfaceInfo {
  public:
-  InterfaceInfo(ITypeInfo* info);  // takes over one reference
+  InterfaceInfo(ITypeInfo* info, ITypeInfo* coclass);  // takes over one reference of each
   ~InterfaceInfo();
   InterfaceInfo(const InterfaceInfo&) = delete;
   InterfaceInfo& operator=(const InterfaceInfo&) = delete;
 
   ITypeInfo* type_info() const noexcept { return info_; }
+  ITypeInfo* class_info() const noexcept { return coclass_; }
   // The parameter count of member `id`, or -1 if the interface has no such member.
   int parameter_count(DISPID id) const noexcept;
 
@@ -45,6 +47,7 @@ class InterfaceInfo {
     int parameters;
   };
   ITypeInfo* info_;
+  ITypeInfo* coclass_;
   std::vector<Member> members_;
 };
 

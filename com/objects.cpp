@@ -1,5 +1,6 @@
 // The COM objects Korvat and Interpret: IUnknown, IDispatch backed by the
-// embedded type library, the dual vtable, and ISupportErrorInfo.
+// embedded type library, the dual vtable, ISupportErrorInfo, and
+// IProvideClassInfo so that a host can tell which class an object is.
 //
 // Both faces end in the same call, invoke_korvat / invoke_interpret, with the
 // arguments as VARIANTs in declaration order.  IDispatch::Invoke hands over the
@@ -7,6 +8,8 @@
 // a pointer parameter as a VT_BYREF VARIANT holding the caller's pointer, so
 // whatever a method writes lands in the caller's storage in either case.
 #include "objects.hpp"
+
+#include <ocidl.h>
 
 #include <climits>
 #include <memory>
@@ -150,7 +153,7 @@ HRESULT raise_error_info(EXCEPINFO& e, REFIID iid) {
 // ---- the object ----
 
 template <class Interface, class Core>
-class Object : public Interface, public ISupportErrorInfo {
+class Object : public Interface, public ISupportErrorInfo, public IProvideClassInfo {
  public:
   // IUnknown
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
@@ -160,6 +163,8 @@ class Object : public Interface, public ISupportErrorInfo {
       *out = static_cast<Interface*>(this);
     } else if (IsEqualIID(riid, IID_ISupportErrorInfo)) {
       *out = static_cast<ISupportErrorInfo*>(this);
+    } else if (IsEqualIID(riid, IID_IProvideClassInfo)) {
+      *out = static_cast<IProvideClassInfo*>(this);
     } else {
       *out = nullptr;
       return E_NOINTERFACE;
@@ -225,6 +230,14 @@ class Object : public Interface, public ISupportErrorInfo {
   // ISupportErrorInfo
   HRESULT STDMETHODCALLTYPE InterfaceSupportsErrorInfo(REFIID riid) override {
     return IsEqualIID(riid, __uuidof(Interface)) ? S_OK : S_FALSE;
+  }
+
+  // IProvideClassInfo
+  HRESULT STDMETHODCALLTYPE GetClassInfo(ITypeInfo** out) override {
+    if (!out) return E_POINTER;
+    *out = info_->class_info();
+    (*out)->AddRef();
+    return S_OK;
   }
 
  protected:

@@ -2,6 +2,7 @@
 // the interfaces each object answers, and when the DLL may be unloaded.
 #include <gtest/gtest.h>
 #include <dispex.h>
+#include <ocidl.h>
 
 #include <string>
 
@@ -117,7 +118,7 @@ TEST(Objects, AnswerTheirOwnInterfacesAndRefuseOthers) {
     } rows[] = {
         {&IID_IUnknown, S_OK},           {&IID_IDispatch, S_OK},          {c.iid, S_OK},
         {&IID_ISupportErrorInfo, S_OK},  {c.other, E_NOINTERFACE},        {&__uuidof(IDispatchEx), E_NOINTERFACE},
-        {&IID_IClassFactory, E_NOINTERFACE}, {&IID_IPersist, E_NOINTERFACE},
+        {&IID_IProvideClassInfo, S_OK},  {&IID_IClassFactory, E_NOINTERFACE}, {&IID_IPersist, E_NOINTERFACE},
     };
     Ptr<IUnknown> identity = object.as<IUnknown>();
     for (const auto& row : rows) {
@@ -145,6 +146,21 @@ TEST(Objects, SupportErrorInfoOnTheirOwnInterfaceOnly) {
     EXPECT_EQ(s->InterfaceSupportsErrorInfo(*c.iid), S_OK);
     EXPECT_EQ(s->InterfaceSupportsErrorInfo(*c.other), S_FALSE);
     EXPECT_EQ(s->InterfaceSupportsErrorInfo(IID_IUnknown), S_FALSE);
+  }
+}
+
+TEST(Objects, NameTheirClassThroughProvideClassInfo) {
+  for (const ClassRow& c : kClasses) {
+    SCOPED_TRACE(narrow(c.progid));
+    Ptr<IProvideClassInfo> p = create(c.progid).as<IProvideClassInfo>();
+    ASSERT_TRUE(p);
+    Ptr<ITypeInfo> info;
+    ASSERT_EQ(p->GetClassInfo(info.put()), S_OK);
+    TYPEATTR* attr = nullptr;
+    ASSERT_EQ(info->GetTypeAttr(&attr), S_OK);
+    EXPECT_TRUE(IsEqualGUID(attr->guid, *c.clsid));
+    EXPECT_EQ(attr->typekind, TKIND_COCLASS);
+    info->ReleaseTypeAttr(attr);
   }
 }
 
