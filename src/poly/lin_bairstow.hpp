@@ -30,7 +30,7 @@
 namespace kor::poly {
 
 inline constexpr double kBairstowDefaultEps = 1e-12;
-inline constexpr int kBairstowSteps = 60;     // iterations from one start
+inline constexpr int kBairstowSteps = 60;     // iterations from one start, by default
 inline constexpr int kBairstowPolishSteps = 8;
 inline constexpr char kBairstowTitle[] = "LINBAIRSTOW";
 
@@ -101,11 +101,13 @@ inline double remainder_size(const std::vector<double>& c, Quadratic f) {
   return std::abs(d.r) + std::abs(d.s);
 }
 
-// Iterates from one start.  Converged when the relative correction is below
-// eps, or when it has reached the rounding level and stops decreasing.
-inline bool iterate(const std::vector<double>& c, Quadratic& f, double eps, Quadratic& best, double& best_rem) {
+// Iterates from one start, at most `steps` times.  Converged when the
+// relative correction is below eps, or when it has reached the rounding
+// level and stops decreasing.
+inline bool iterate(const std::vector<double>& c, Quadratic& f, double eps, int steps, Quadratic& best,
+                    double& best_rem) {
   double last = std::numeric_limits<double>::infinity();
-  for (int it = 0; it < kBairstowSteps; ++it) {
+  for (int it = 0; it < steps; ++it) {
     double dp = 0, dq = 0;
     if (!step(c, f, dp, dq)) return false;
     const double size = std::abs(f.p) + std::abs(f.q);
@@ -131,7 +133,7 @@ inline double root_radius(const std::vector<double>& c) {
 
 // Finds one quadratic factor of c (degree >= 3).  converged is false when
 // every start failed; the best factor met is returned then.
-inline Quadratic find_factor(const std::vector<double>& c, double eps, bool& converged) {
+inline Quadratic find_factor(const std::vector<double>& c, double eps, int steps, bool& converged) {
   const double radius = root_radius(c);
   Quadratic best{c.size() > 2 ? c[1] / c[0] : 0.0, c.size() > 2 ? c[2] / c[0] : 0.0};
   double best_rem = std::numeric_limits<double>::infinity();
@@ -147,7 +149,7 @@ inline Quadratic find_factor(const std::vector<double>& c, double eps, bool& con
       starts.push_back({-2 * r * std::cos(angle), r * r});
     }
   for (Quadratic f : starts) {
-    if (iterate(c, f, eps, best, best_rem)) {
+    if (iterate(c, f, eps, steps, best, best_rem)) {
       converged = true;
       return f;
     }
@@ -197,8 +199,11 @@ inline void sort_roots(std::vector<std::complex<double>>& roots) {
 
 }  // namespace bairstow
 
+// `steps` bounds the iterations from each start (tests lower it to reach
+// the path of a factor that does not converge).
 template <class N, class Coefficients, class Roots, class Eps>
-void lin_bairstow(const N& npol, const Coefficients& apol, Roots& xreal, Roots& ximag, const Eps& epslin) {
+void lin_bairstow(const N& npol, const Coefficients& apol, Roots& xreal, Roots& ximag, const Eps& epslin,
+                  int steps = kBairstowSteps) {
   const int n = int16_of(npol);
   if (n < 0) throw Error(err::kInvalidCall);
   double eps = is_missing(epslin) ? 0.0 : number_of(epslin);
@@ -237,7 +242,7 @@ void lin_bairstow(const N& npol, const Coefficients& apol, Roots& xreal, Roots& 
   std::vector<double> quo;
   while (c.size() > 3) {
     bool converged = false;
-    bairstow::Quadratic f = bairstow::find_factor(c, eps, converged);
+    bairstow::Quadratic f = bairstow::find_factor(c, eps, steps, converged);
     f = bairstow::polish(original, f);
     bairstow::divide(c, f, &quo);
     c.swap(quo);

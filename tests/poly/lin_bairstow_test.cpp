@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "kor/kor.hpp"
+#include "poly/lin_bairstow.hpp"
 #include "support.hpp"
 
 namespace kor {
@@ -159,6 +160,27 @@ TEST(LinBairstow, LeadingZerosLowerTheDegreeWithAMessage) {
   ASSERT_EQ(messages.messages().size(), 1u);
   EXPECT_EQ(messages.messages()[0],
             (Message{"Nulový koeficient u nejvyšší mocniny, stupeň rovnice snížen na 2", 16, "LINBAIRSTOW"}));
+}
+
+TEST(LinBairstow, AFactorThatDoesNotConvergeIsReportedAndStillWritten) {
+  // One iteration per start cannot meet the tolerance: every start fails,
+  // the best factor met is divided out (and polished), and each such factor
+  // is reported with the positions of its two roots.
+  const std::vector<cplx> roots = pairs({{1, 2}, {-3, 0.5}, 4});
+  const auto coeffs = from_roots(roots);
+  DoubleArray ap = array_of(coeffs), xr(Bounds{1, 5}), xi(Bounds{1, 5});
+  MessageCapture messages;
+  poly::lin_bairstow(5, ap, xr, xi, 1e-12, 1);
+  ASSERT_EQ(messages.messages().size(), 2u);  // degree 5: two quadratic factors searched, then a linear one
+  EXPECT_EQ(messages.messages()[0],
+            (Message{"Kvadratický faktor nekonverguje ani po změně počátečních hodnot, kořeny 1 a 2 jsou nepřesné", 16,
+                     "LINBAIRSTOW"}));
+  EXPECT_EQ(messages.messages()[1].text,
+            "Kvadratický faktor nekonverguje ani po změně počátečních hodnot, kořeny 3 a 4 jsou nepřesné");
+  // Every position is written with a root near a true one.
+  std::vector<cplx> found;
+  for (int i = 1; i <= 5; ++i) found.emplace_back(xr(i), xi(i));
+  EXPECT_LE(worst_match(found, roots), 0.5);
 }
 
 TEST(LinBairstow, BadInputRaisesAndLeavesTheRootsUntouched) {
