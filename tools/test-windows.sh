@@ -5,7 +5,8 @@
 #   2. the test client (GoogleTest) runs with the ANSI code page 1250;
 #   3. every tests/com/*.vbs runs under cscript and must end with the line
 #      "N passed, 0 failed";
-#   4. regsvr32 /u unregisters it, and every key the registration added must
+#   4. the benchmark kor_com_bench.exe reports the call costs;
+#   5. regsvr32 /u unregisters it, and every key the registration added must
 #      be gone again.
 # Exits non-zero if anything fails, after a summary of every step.
 set -euo pipefail
@@ -123,6 +124,14 @@ for script in tests/com/*.vbs; do
     fail "$name: no summary line (the script stopped early)"
   fi
 done
+
+# The call costs through the component, reported (a benchmark, not a test).
+echo "== call costs (kor_com_bench.exe)"
+if "$wine" "$root/build/windows/kor_com_bench.exe" | tr -d '\r'; then
+  pass "kor_com_bench.exe ran"
+else
+  fail "kor_com_bench.exe"
+fi
 
 echo "== regsvr32 /u kor.dll"
 if "$wine" regsvr32 /u /s "$dll_win"; then
