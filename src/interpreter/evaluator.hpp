@@ -389,25 +389,31 @@ class Evaluator {
   // no number is a type mismatch for the caller.
   double variable_value(std::string_view name, std::int16_t ipok, std::int32_t& reg) {
     std::int32_t row = 0, index = 0;
-    const auto* cell = LookupVariable(name, ipok, row, index);
-    if (!cell) return kErrorValue;
+    const Found cell = LookupVariable(name, ipok, row, index);
+    if (!cell.table && !cell.vector) return kErrorValue;
     if constexpr (Rec::active) reg = row > 0 ? rec_.load_row(row) : rec_.load_index(index);
-    return cell_number(*cell);
+    return cell.table ? cell_number(*cell.table) : cell_number(*cell.vector);
   }
+
+  // The cell a name found: in the table or in the vector (their cell types
+  // may differ, as when the table is the library's and the vector a client's).
+  struct Found {
+    const std::remove_cvref_t<decltype(std::declval<const Table&>()(0, 0))>* table = nullptr;
+    const std::remove_cvref_t<decltype(std::declval<const Vector&>()(0))>* vector = nullptr;
+  };
 
   // LookupVariable: a name with "[" addresses the indexed variables, any other
   // name the table (by its upper-cased form).  Faults while reading the table
   // or the vector are caught here: a subscript fault shows the "not filled"
   // message, others fail silently.  Returns nullptr for the error value.
   // `row` (a table row) or `index` (a vector position) tells where it was found.
-  auto LookupVariable(std::string_view name, std::int16_t ipok, std::int32_t& row, std::int32_t& index)
-      -> decltype(&std::declval<const Vector&>()(0)) {
+  Found LookupVariable(std::string_view name, std::int16_t ipok, std::int32_t& row, std::int32_t& index) {
     try {
       const std::size_t bracket = name.find('[');
       if (bracket != std::string_view::npos) {
         const std::int16_t k = convert::to_int16(leading_number(name.substr(bracket + 1)));
         index = k;
-        return &y_(k);
+        return {nullptr, &y_(k)};
       }
       const UpperName up(name);
       const std::int32_t rows = pr_.ubound(1);
@@ -415,15 +421,15 @@ class Evaluator {
       for (std::int32_t i = 1; i <= rows; ++i)
         if (cell_is_name(pr_(i, 1), up.view())) {
           row = i;
-          return &pr_(i, 2);
+          return {&pr_(i, 2), nullptr};
         }
       if (ipok >= 0)
         ShowMessage("Proměnná " + std::string(name) + " nenalezena!", style::kCritical, kTitle);
-      return nullptr;
+      return {};
     } catch (const Error& e) {
       if (e.number() == err::kSubscript && ipok >= -1)
         ShowMessage(kNotFilledMessage, style::kCritical, kTitle);
-      return nullptr;
+      return {};
     }
   }
 

@@ -1,0 +1,139 @@
+// The interpreted solvers: Newton's method, the two minimisers and the
+// integrator, with the client's function object replaced by evaluations of
+// the caller's expression texts.  The iterations are the variant-flavour
+// templates of Korvat, driven by the text clients below.  Every template
+// takes the caller's arrays as they are (kor::SafeArray in C++, views over
+// the client's SAFEARRAYs in the component), so the texts read the caller's
+// unknowns in place.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "component/elements.hpp"
+#include "component/flavour.hpp"
+#include "interpreter/cells.hpp"
+#include "interpreter/evaluator.hpp"
+#include "interpreter/program.hpp"
+#include "kor/message.hpp"
+#include "solvers/fmin.hpp"
+#include "solvers/newton.hpp"
+#include "solvers/rkm.hpp"
+
+namespace kor::interpreter {
+
+template <class Vector>
+using Compiled = CompiledText<VariantArray, Vector>;
+
+// The compiled form of each text a solver evaluates, made on first use:
+// every evaluation gives exactly what Interp gives, only faster.
+template <class Vector>
+class Texts {
+ public:
+  Compiled<Vector>& at(const StringArray& rov, int i) {
+    const std::string& text = rov(i);  // read on every pass, as the scan reads it
+    if (static_cast<std::size_t>(i) >= texts_.size()) texts_.resize(static_cast<std::size_t>(i) + 1);
+    auto& slot = texts_[static_cast<std::size_t>(i)];
+    if (!slot || slot->text() != text) slot = std::make_unique<Compiled<Vector>>(text);
+    return *slot;
+  }
+
+ private:
+  std::vector<std::unique_ptr<Compiled<Vector>>> texts_;
+};
+
+// The variable table of the texts: rows 0..10, columns 0..2; row i holds the
+// name Zi and a copy of z(i), taken once at the start (z must have 1..10).
+template <class ZArray>
+VariantArray constants_table(const ZArray& z) {
+  VariantArray table(Bounds{0, 10}, Bounds{0, 2});
+  for (int i = 1; i <= 10; ++i) {
+    std::string name = "Z";
+    name += std::to_string(i);  // appended: GCC 12 misreads "Z" + string as overlapping
+    table(i, 1) = Variant(name);
+    table(i, 2) = cell_value(z(i));
+  }
+  return table;
+}
+
+// Newton's Fun: EvaluateEquations, R(i) = the value of Rov(i) with X as the
+// indexed variables; the message level starts at 0 for each pass.
+template <class XArray>
+struct EquationsClient {
+  const StringArray& rov;
+  const VariantArray& table;
+  Texts<XArray> texts;
+  template <class R, class Z>
+  void call(std::string_view, XArray& x, R& r, Variant& n, Z&) {
+    std::int16_t level = 0;
+    for (int i = 1, m = count16(number_of(n)); i <= m; ++i)
+      assign_value(r(i), Variant(texts.at(rov, i).evaluate(level, table, x)));
+  }
+};
+
+// The minimisers' F: one text, its message level carried through the whole run.
+template <class XArray>
+struct FunctionClient {
+  Compiled<XArray> text;
+  const VariantArray& table;
+  std::int16_t level = 0;
+  double value(std::string_view, XArray& x) { return text.evaluate(level, table, x); }
+};
+
+// The integrator's FKT: EvaluateDerivatives.  Y(0) is the abscissa, Y(1..nn)
+// the state, Y(11..10+nn) the derivatives computed so far in this pass.
+template <class YArray>
+struct DerivativesClient {
+  const StringArray& rov;
+  const VariantArray& table;
+  Texts<YArray> texts;
+  template <class K, class Z>
+  void call(std::string_view, Variant& nn, Variant& xb, YArray& y, K& k, Z&) {
+    assign_value(y(0), xb);
+    std::int16_t level = 0;
+    for (int i = 1, m = count16(number_of(nn)); i <= m; ++i) {
+      assign_value(k(i), Variant(texts.at(rov, i).evaluate(level, table, y)));
+      assign_value(y(i + 10), cell_value(k(i)));
+    }
+  }
+};
+
+template <class XArray, class IpomArray, class ZArray>
+Variant newton_i(const StringArray& rov, const Variant& n, const Variant& nunknown, XArray& x, IpomArray& ipom,
+                 ZArray& z, Variant& id, const Variant& eps, const Variant& alam, const Variant& niter,
+                 const Variant& delta) {
+  const VariantArray table = constants_table(z);
+  EquationsClient<XArray> client{rov, table, {}};
+  const solvers::NewtonOptions opt = solvers::newton_options(eps, delta);
+  return Variant(static_cast<short>(
+      solvers::newton<VariantFlavour>(client, n, nunknown, x, ipom, z, id, opt, alam, niter)));
+}
+
+// FminI (rosenbrock) or Fmin1I (Nelder-Mead) on one text.
+template <bool NelderMead, class XArray, class ZArray>
+Variant fmin_i(std::string_view rov, const Variant& n, XArray& x, ZArray& z, const Variant& eps, Variant& itmax) {
+  const VariantArray table = constants_table(z);
+  FunctionClient<XArray> client{Compiled<XArray>(std::string(rov)), table};
+  if constexpr (NelderMead) return Variant(solvers::fmin1<VariantFlavour>(client, n, x, eps, itmax));
+  else return Variant(solvers::fmin<VariantFlavour>(client, n, x, eps, itmax));
+}
+
+template <class YArray, class ZArray>
+void rkm_i(const StringArray& rov, const Variant& nn, Variant& xb, Variant& xe, YArray& y, const Variant& delta,
+           Variant& star, ZArray& zz) {
+  // The evaluation vector keeps the derivatives at 11..10+nn: ten equations at most.
+  if (number_of(nn) > 10) {
+    ShowMessage("RkmI: počet rovnic > 10 ", style::kCritical, "Interpret");
+    star = Variant(-9999);
+    return;
+  }
+  const VariantArray table = constants_table(zz);
+  DerivativesClient<YArray> client{rov, table, {}};
+  // Interpret keeps no state: every call starts with the integrator's first step.
+  double step = 0;
+  solvers::rkm<VariantFlavour>(client, step, nn, xb, xe, y, number_of(delta), star, zz);
+}
+
+}  // namespace kor::interpreter
