@@ -1,7 +1,6 @@
 // VARIANT cells read and written as automation does.
 #include "views.hpp"
 
-#include <cwctype>
 
 namespace kor::com {
 
@@ -208,17 +207,7 @@ void assign_value(VARIANT& cell, const kor::Variant& v) {
 
 bool cell_is_name(const VARIANT& in, std::string_view upper_name) {
   const VARIANT& v = target(in);
-  BSTR s = nullptr;
-  if (v.vt == VT_BSTR) s = v.bstrVal;
-  else if (v.vt == (VT_BYREF | VT_BSTR)) s = *v.pbstrVal;
-  else return false;
-  const UINT n = SysStringLen(s);
-  // Names are ASCII; compare without building a string on the common path.
-  if (n != upper_name.size()) {
-    return kor::com::narrow(s, n) == upper_name;
-  }
-  for (UINT i = 0; i < n; ++i)
-    if (s[i] != static_cast<wchar_t>(static_cast<unsigned char>(upper_name[i])))
-      return kor::com::narrow(s, n) == upper_name;
-  return true;
+  if (v.vt == VT_BSTR) return kor::com::narrow(v.bstrVal, SysStringLen(v.bstrVal)) == upper_name;
+  if (v.vt == (VT_BYREF | VT_BSTR)) return kor::com::narrow(*v.pbstrVal, SysStringLen(*v.pbstrVal)) == upper_name;
+  return false;  // a cell of any other type never matches
 }
