@@ -28,15 +28,17 @@ template <class Vector>
 using Compiled = CompiledText<VariantArray, Vector>;
 
 // The compiled form of each text a solver evaluates, made on first use:
-// every evaluation gives exactly what Interp gives, only faster.
+// every evaluation gives exactly what Interp gives, only faster.  Nothing
+// can change the texts during a solver's call (no client code runs), so a
+// text once compiled is the text at its position for the rest of the call.
 template <class Vector>
 class Texts {
  public:
   Compiled<Vector>& at(const StringArray& rov, int i) {
-    const std::string& text = rov(i);  // read on every pass, as the scan reads it
+    const std::string& text = rov(i);  // a missing position fails here, on every pass
     if (static_cast<std::size_t>(i) >= texts_.size()) texts_.resize(static_cast<std::size_t>(i) + 1);
     auto& slot = texts_[static_cast<std::size_t>(i)];
-    if (!slot || slot->text() != text) slot = std::make_unique<Compiled<Vector>>(text);
+    if (!slot) slot = std::make_unique<Compiled<Vector>>(text);
     return *slot;
   }
 
