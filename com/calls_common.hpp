@@ -5,6 +5,7 @@
 #include <windows.h>
 #include <oleauto.h>
 
+#include <exception>
 #include <new>
 #include <string>
 
@@ -84,6 +85,13 @@ HRESULT guarded_call(const wchar_t* source, VARIANT* result, EXCEPINFO* excep, U
     return DISP_E_EXCEPTION;
   } catch (const std::bad_alloc&) {
     fill_exception(excep, source, Error(7, "Out of memory"));
+    return DISP_E_EXCEPTION;
+  } catch (const std::exception& e) {
+    // Nothing may cross the component boundary as a C++ exception.
+    fill_exception(excep, source, Error(51, std::string("Internal error: ") + e.what()));
+    return DISP_E_EXCEPTION;
+  } catch (...) {
+    fill_exception(excep, source, Error(51, "Internal error"));
     return DISP_E_EXCEPTION;
   }
 }
