@@ -189,6 +189,103 @@ inline void solve_quadratic(Quadratic f, std::complex<double>& r1, std::complex<
   r2 = {big != 0 ? f.q / big : 0.0, 0};
 }
 
+// Divides the linear factor x - r out of c: from the highest power when
+// |r| <= 1, from the constant term when |r| > 1.  Either direction keeps
+// the quotient accurate only for such roots: dividing a large root out from
+// the top makes the quotient's coefficients grow like its powers, and their
+// rounding then moves the roots still to be found (and a small root from
+// the bottom likewise).
+inline void deflate_linear(std::vector<double>& c, double r, std::vector<double>& quo) {
+  const std::size_t m = c.size() - 1;
+  quo.assign(m, 0.0);
+  if (std::abs(r) <= 1) {
+    quo[0] = c[0];
+    for (std::size_t k = 1; k < m; ++k) quo[k] = c[k] + r * quo[k - 1];
+  } else {
+    quo[m - 1] = -c[m] / r;
+    for (std::size_t k = m - 1; k >= 1; --k) quo[k - 1] = (quo[k] - c[k]) / r;
+  }
+  c.swap(quo);
+}
+
+// Divides a quadratic factor out of c.  Its two real roots go one by one,
+// each in its own direction; a complex pair (both roots of magnitude
+// sqrt q) goes at once, from the top when q <= 1, else from the bottom.
+inline void deflate(std::vector<double>& c, Quadratic f, std::vector<double>& quo) {
+  const double h = -f.p / 2;
+  if (h * h - f.q >= 0) {
+    std::complex<double> r1, r2;
+    solve_quadratic(f, r1, r2);
+    deflate_linear(c, r1.real(), quo);
+    deflate_linear(c, r2.real(), quo);
+  } else if (std::abs(f.q) <= 1) {
+    divide(c, f, &quo);
+    c.swap(quo);
+  } else {
+    // c(x) = x^m rev(1/x), and (x^2 + p x + q) / q is the reverse of
+    // x^2 + (p/q) x + 1/q: the quotient is the reverse of rev's, over q.
+    std::vector<double> rev(c.rbegin(), c.rend());
+    divide(rev, {f.p / f.q, 1 / f.q}, &quo);
+    std::reverse(quo.begin(), quo.end());
+    for (double& v : quo) v /= f.q;
+    c.swap(quo);
+  }
+  const double lead = c.front();
+  for (double& v : c) v /= lead;  // monic again
+}
+
+// The value and slope of c at x by Horner's scheme.
+inline std::complex<double> value_and_slope(const std::vector<double>& c, std::complex<double> x,
+                                            std::complex<double>& slope) {
+  std::complex<double> p = c[0], d = 0;
+  for (std::size_t k = 1; k < c.size(); ++k) {
+    d = d * x + p;
+    p = p * x + c[k];
+  }
+  slope = d;
+  return p;
+}
+
+// Polishes all roots together against the undeflated polynomial: Newton's
+// step with the other roots divided out implicitly (Maehly's correction
+// z -= p / (p' - p sum 1/(z - z_j))), so a root is never drawn onto one
+// already found, and the rounding of the deflations is removed.  A step is
+// kept only if it lowers |p(z)|; a real root stays real, and the lower
+// member of a complex pair (it follows its partner) is the conjugate of the
+// polished upper one.
+inline void polish_roots(const std::vector<double>& c, std::vector<std::complex<double>>& roots) {
+  const std::size_t n = roots.size();
+  std::vector<bool> lower(n, false);
+  for (std::size_t i = 1; i < n; ++i)
+    lower[i] = roots[i].imag() < 0 && roots[i - 1] == std::conj(roots[i]);
+  for (int sweep = 0; sweep < kBairstowPolishSteps; ++sweep) {
+    bool moved = false;
+    for (std::size_t i = 0; i < n; ++i) {
+      if (lower[i]) {
+        roots[i] = std::conj(roots[i - 1]);
+        continue;
+      }
+      const std::complex<double> z = roots[i];
+      if (z == 0.0) continue;  // an exact root 0, divided out before the search
+      std::complex<double> slope;
+      const std::complex<double> p = value_and_slope(c, z, slope);
+      if (p == 0.0) continue;
+      std::complex<double> others = 0;
+      for (std::size_t j = 0; j < n; ++j)
+        if (j != i && roots[j] != z) others += 1.0 / (z - roots[j]);
+      const std::complex<double> denominator = slope - p * others;
+      if (denominator == 0.0) continue;
+      std::complex<double> next = z - p / denominator;
+      if (z.imag() == 0) next.imag(0);
+      std::complex<double> unused;
+      if (!(std::abs(value_and_slope(c, next, unused)) < std::abs(p))) continue;
+      roots[i] = next;
+      moved = true;
+    }
+    if (!moved) break;
+  }
+}
+
 // Orders roots by ascending real part, a + bi before a - bi.
 inline void sort_roots(std::vector<std::complex<double>>& roots) {
   std::stable_sort(roots.begin(), roots.end(), [](const auto& x, const auto& y) {
@@ -244,8 +341,7 @@ void lin_bairstow(const N& npol, const Coefficients& apol, Roots& xreal, Roots& 
     bool converged = false;
     bairstow::Quadratic f = bairstow::find_factor(c, eps, steps, converged);
     f = bairstow::polish(original, f);
-    bairstow::divide(c, f, &quo);
-    c.swap(quo);
+    bairstow::deflate(c, f, quo);
     std::complex<double> r1, r2;
     bairstow::solve_quadratic(f, r1, r2);
     roots.push_back(r1);
@@ -268,6 +364,7 @@ void lin_bairstow(const N& npol, const Coefficients& apol, Roots& xreal, Roots& 
   }
   for (const auto& r : roots)
     if (!std::isfinite(r.real()) || !std::isfinite(r.imag())) throw Error(err::kOverflow);
+  bairstow::polish_roots(original, roots);
   bairstow::sort_roots(roots);
 
   for (int k = 1; k <= n; ++k) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <complex>
 #include <numbers>
+#include <random>
 #include <vector>
 
 #include "kor/kor.hpp"
@@ -110,6 +111,32 @@ TEST(LinBairstow, DegreeThirtyFromRootsOnCirclesAndOfUnity) {
   std::vector<cplx> expected;
   for (int k = 0; k < 30; ++k) expected.push_back(std::polar(1.0, 2 * std::numbers::pi * k / 30));
   EXPECT_LE(worst_match(roots_of(unity), expected), 1e-12);
+}
+
+TEST(LinBairstow, RandomPolynomialsHaveSmallBackwardError) {
+  // Normal random coefficients, degrees 1 to 30, leading coefficients near
+  // zero included (large roots beside small ones, the hard case for
+  // deflation).  Each root z must satisfy |p(z)| <= tol * sum |a_i| |z|^(n-i):
+  // the root of a polynomial within rounding of the given one.
+  std::mt19937 gen(7);
+  std::normal_distribution<double> normal(0, 1);
+  double worst = 0;
+  for (int trial = 0; trial < 600; ++trial) {
+    const int n = 1 + trial % 30;
+    std::vector<double> a(static_cast<std::size_t>(n) + 1);
+    for (double& v : a) v = normal(gen);
+    if (trial % 7 == 0) a[0] *= 1e-3;  // a root near -a(2)/a(1), far out
+    for (const cplx& z : roots_of(a)) {
+      cplx p = 0;
+      double scale = 0;
+      for (double ai : a) {
+        p = p * z + ai;
+        scale = scale * std::abs(z) + std::abs(ai);
+      }
+      worst = std::max(worst, std::abs(p) / scale);
+    }
+  }
+  EXPECT_LE(worst, 1e-14);
 }
 
 TEST(LinBairstow, WritesSortedRootsAndExactConjugates) {
