@@ -90,10 +90,15 @@ inline double off_sum(Work& w) {
   return s;
 }
 
-inline double off_norm(Work& w) {
+// The Frobenius norm of the off-diagonal part, in units of `unit` (the
+// largest element), so that no square leaves the double range.
+inline double off_norm(Work& w, double unit) {
   double s = 0;
   for (int j = 1; j < w.n; ++j)
-    for (int i = 0; i < j; ++i) s += w.at(i, j) * w.at(i, j);
+    for (int i = 0; i < j; ++i) {
+      const double x = w.at(i, j) / unit;
+      s += x * x;
+    }
   return std::sqrt(2 * s);
 }
 
@@ -159,12 +164,17 @@ struct Outcome {
 inline Outcome run(Work& w, const JacobiOptions& o) {
   Outcome out;
   const double n2 = static_cast<double>(w.n) * w.n;
-  double norm = 0;
-  for (double x : w.d) norm += x * x;
-  norm = std::sqrt(norm + off_norm(w) * off_norm(w));
+  double unit = 0;
+  for (double x : w.a) unit = std::max(unit, std::abs(x));
+  for (double x : w.d) unit = std::max(unit, std::abs(x));
+  if (unit == 0) unit = 1;
+  double norm = 0;  // in units of `unit`
+  for (double x : w.d) norm += (x / unit) * (x / unit);
+  const double off0 = off_norm(w, unit);
+  norm = std::sqrt(norm + off0 * off0);
   for (int sweep = 1;; ++sweep) {
     const double sm = off_sum(w);
-    if (sm == 0 || (o.converge > 0 && off_norm(w) <= o.converge * norm)) {
+    if (sm == 0 || (o.converge > 0 && off_norm(w, unit) <= o.converge * norm)) {
       out.converged = true;
       fold(w);
       return out;

@@ -225,6 +225,25 @@ TEST(Rutishauser, OptionsDoWhatTheySay) {
             err::kInvalidCall);
 }
 
+TEST(Rutishauser, ScaleDoesNotMatterNearTheEndsOfTheDoubleRange) {
+  // [[2, 1], [1, 2]] times s: eigenvalues s and 3 s, with the default and
+  // with a convergence test (whose norms must not overflow or underflow).
+  Korvat k;
+  for (double s : {1e-300, 1e-200, 1.0, 1e200, 1e300}) {
+    for (double eps1 : {0.0, 1e-14}) {
+      SCOPED_TRACE(std::to_string(s) + " " + std::to_string(eps1));
+      DoubleArray a = square(2), b(Bounds{1, 2}), U = square(2);
+      a(1, 1) = 2 * s, a(1, 2) = s, a(2, 1) = s, a(2, 2) = 2 * s;
+      Variant t1, t2, it;
+      k.Rutishauserd(2, a, b, U, t1, t2, it, M, M, M, M, M, eps1);
+      EXPECT_EQ(t1, Variant(short{0}));
+      EXPECT_EQ(it, Variant(short{1}));
+      EXPECT_NEAR(b(1) / s, 1, 1e-15);
+      EXPECT_NEAR(b(2) / s, 3, 1e-15);
+    }
+  }
+}
+
 TEST(Rutishauser, FaultsRaiseBeforeAnythingIsWritten) {
   Korvat k;
   DoubleArray a = square(3);
