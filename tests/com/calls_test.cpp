@@ -195,6 +195,32 @@ TEST(ClientObjects, NewtonsFunWritesTheResidualsTheMethodReads) {
   EXPECT_NEAR(x.number(2), 2, 1e-9);
 }
 
+TEST(ClientObjects, TheIntegratorsFKTWritesTheDerivatives) {
+  // y' = y from y(0) = 1: e at 1, and (the same object going on) e^2 at 2.
+  Ptr<IDispatch> k = create(L"Kor.Korvat");
+  ASSERT_TRUE(k);
+  Ptr<ClientObject> g = ClientObject::make();
+  g->define(L"FKT", [](ClientObject::Call& c) {
+    ArrayArg y(c.args[2]), f(c.args[3]);
+    f.set(1, y.number(1));
+    return S_OK;
+  });
+  IDispatch* gd = g.get();
+  SafeArray y = SafeArray::doubles({1}), zz = SafeArray::doubles({0});
+  double xb = 0, xe = 1;
+  Var star(short{0});
+  Outcome r = invoke(k.get(), L"Rkmd", {byref(gd), byval(1), byref(xb), byref(xe), byref(y), byval(1e-8), byref(star),
+                                        byref(zz)});
+  ASSERT_EQ(r.hr, S_OK) << std::string(r.description.begin(), r.description.end());
+  EXPECT_NEAR(y.number(1), std::exp(1.0), 1e-6);
+  EXPECT_NEAR(xb, 1.0, 1e-12);
+  xe = 2;
+  r = invoke(k.get(), L"Rkmd", {byref(gd), byval(1), byref(xb), byref(xe), byref(y), byval(1e-8), byref(star), byref(zz)});
+  ASSERT_EQ(r.hr, S_OK);
+  EXPECT_NEAR(y.number(1), std::exp(2.0), 1e-5);
+  EXPECT_GT(g->calls(L"FKT"), 12);
+}
+
 TEST(ClientObjects, TheClientsErrorsPassThroughUnchanged) {
   Ptr<IDispatch> k = create(L"Kor.Korvat");
   ASSERT_TRUE(k);
