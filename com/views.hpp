@@ -137,4 +137,12 @@ template <>
 struct dense_doubles<com::DoubleView> : std::true_type {};
 template <class Cell>
 struct is_safe_array<com::ArrayView<Cell>> : std::true_type {};
+// A VARIANT holding VT_R8 keeps its double at the same place in every cell.
+template <>
+struct double_cell<VARIANT> : std::true_type {
+  static_assert(sizeof(VARIANT) % sizeof(double) == 0);
+  static constexpr std::size_t step = sizeof(VARIANT) / sizeof(double);
+  static bool holds_double(const VARIANT& v) noexcept { return v.vt == VT_R8; }
+  static double* slot(VARIANT& v) noexcept { return &v.dblVal; }
+};
 }  // namespace kor

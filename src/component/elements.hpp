@@ -65,4 +65,15 @@ struct is_safe_array<SafeArray<T>> : std::true_type {};
 template <>
 struct dense_doubles<SafeArray<double>> : std::true_type {};
 
+// Cells that can hold a double in place (a Variant holding a Double): an
+// array of them that all do can be walked as doubles `step` doubles apart.
+template <class Cell>
+struct double_cell : std::false_type {};
+template <>
+struct double_cell<Variant> : std::true_type {
+  static constexpr std::size_t step = sizeof(Variant) / sizeof(double);
+  static bool holds_double(const Variant& v) noexcept { return v.type() == Variant::Type::Double; }
+  static double* slot(Variant& v) noexcept { return v.double_slot(); }
+};
+
 }  // namespace kor

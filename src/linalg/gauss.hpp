@@ -284,11 +284,13 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
       for (int j = k; j <= nc; ++j) {
         double* cj = &at(1, j);
         const double pk = cj[static_cast<std::size_t>(k - 1) * Step];
+        // f[i] * pk is the same product as pk * f[i].
         if constexpr (Step == 1) {
-          // f[i] * pk is the same product as pk * f[i].
           bad |= !sub_scaled(cj + k, f + k + 1, pk, n - k, kSafe);
-        } else {
+        } else if constexpr (Step == 2) {
           bad |= !sub_scaled_step2(cj + static_cast<std::size_t>(k) * Step, f + k + 1, pk, n - k, kSafe);
+        } else {
+          bad |= !sub_scaled_strided<Step>(cj + static_cast<std::size_t>(k) * Step, f + k + 1, pk, n - k, kSafe);
         }
       }
       safe_block = bad == 0;
@@ -371,10 +373,11 @@ void gauss(const N& n, Matrix& a, const NC& ncol, Status& id) {
                              a.column_stride(), id);
       return;
     }
-  } else if constexpr (std::is_same_v<Matrix, VariantArray>) {
+  } else if constexpr (is_safe_array<Matrix>::value && double_cell<typename Matrix::value_type>::value) {
     // Variants that all hold Doubles stay Doubles through the elimination,
-    // so their values can be walked in place like an array of doubles.
-    static_assert(sizeof(Variant) == 2 * sizeof(double));
+    // so their values can be walked in place like an array of doubles,
+    // Cells::step doubles apart.
+    using Cells = double_cell<typename Matrix::value_type>;
     const double nd = number_of(n), cd = number_of(ncol);
     if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd <= 32767 &&
         a.contains(1, 1) && a.contains(static_cast<int>(nd), static_cast<int>(nd + cd))) {
@@ -382,14 +385,14 @@ void gauss(const N& n, Matrix& a, const NC& ncol, Status& id) {
       bool all_doubles = true;
       for (int j = 1; j <= cols && all_doubles; ++j)
         for (int i = 1; i <= rows; ++i)
-          if (a.at_unchecked(i, j).type() != Variant::Type::Double) {
+          if (!Cells::holds_double(a.at_unchecked(i, j))) {
             all_doubles = false;
             break;
           }
       if (all_doubles) {
         assign_status(id, 0);
-        detail::gauss_dense<2>(rows, static_cast<int>(cd), a.at_unchecked(1, 1).double_slot(),
-                               2 * a.column_stride(), id);
+        detail::gauss_dense<Cells::step>(rows, static_cast<int>(cd), Cells::slot(a.at_unchecked(1, 1)),
+                                         Cells::step * a.column_stride(), id);
         return;
       }
     }

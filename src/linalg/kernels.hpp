@@ -51,6 +51,19 @@ inline bool sub_scaled(double* dst, const double* src, double s, int count, doub
 // Variants do (each Variant is a type word followed by its double): dst[2t]
 // is element t.  Only the doubles are written; each 16-byte load stays
 // inside one Variant.
+// dst[t * Step] -= src[t] * s for t < count, any Step; whether every result
+// is within limit.
+template <std::size_t Step>
+inline bool sub_scaled_strided(double* dst, const double* src, double s, int count, double limit) {
+  bool all = true;
+  for (int t = 0; t < count; ++t) {
+    const double v = dst[static_cast<std::size_t>(t) * Step] - src[t] * s;
+    dst[static_cast<std::size_t>(t) * Step] = v;
+    all &= std::abs(v) <= limit;
+  }
+  return all;
+}
+
 inline bool sub_scaled_step2(double* dst, const double* src, double s, int count, double limit) {
   bool all = true;
   int t = 0;

@@ -39,6 +39,38 @@ TEST(LateBound, TypedArraysByReferenceAreSolvedInPlace) {
   }
 }
 
+TEST(LateBound, VariantAndDoubleArraysGiveTheSameSolutionBitForBit) {
+  // 30 equations: a Variant array whose cells all hold doubles (walked in
+  // place as doubles), one with a single 32-bit integer cell (element by
+  // element) and a double array must give identical results.
+  Ptr<IDispatch> k = create(L"Kor.Korvat");
+  ASSERT_TRUE(k);
+  const LONG n = 30;
+  SafeArray all = SafeArray::variants({1, n}, {1, n + 1}), mixed = SafeArray::variants({1, n}, {1, n + 1});
+  SafeArray doubles = SafeArray::doubles({1, n}, {1, n + 1});
+  for (LONG i = 1; i <= n; ++i)
+    for (LONG j = 1; j <= n + 1; ++j) {
+      const double v = std::sin(0.7 * i + 1.3 * j) + (i == j ? 3.0 : 0.0);
+      all.set(i, j, v);
+      mixed.set(i, j, v);
+      doubles.set(i, j, v);
+    }
+  mixed.set(2, 1, Var(1));  // a Long: the same number, another cell type
+  all.set(2, 1, 1.0);
+  doubles.set(2, 1, 1.0);
+  Var id1, id2, id3;
+  ASSERT_EQ(invoke(k.get(), L"Gauss", {byval(static_cast<int>(n)), byref(all), byval(1), byref(id1)}).hr, S_OK);
+  ASSERT_EQ(invoke(k.get(), L"Gauss", {byval(static_cast<int>(n)), byref(mixed), byval(1), byref(id2)}).hr, S_OK);
+  ASSERT_EQ(invoke(k.get(), L"Gaussd", {byval(static_cast<int>(n)), byref(doubles), byval(1), byref(id3)}).hr, S_OK);
+  EXPECT_EQ(id1.number(), 0.0);
+  EXPECT_EQ(id2.number(), 0.0);
+  for (LONG i = 1; i <= n; ++i)
+    for (LONG j = 1; j <= n + 1; ++j) {
+      EXPECT_EQ(all.number(i, j), doubles.number(i, j)) << i << "," << j;
+      EXPECT_EQ(mixed.number(i, j), doubles.number(i, j)) << i << "," << j;
+    }
+}
+
 TEST(LateBound, ScalarsConvertAsAutomationConverts) {
   // x^2 - 3x + 2 (general form) at 3 is 2, whatever type carries n and X.
   Ptr<IDispatch> k = create(L"Kor.Korvat");
