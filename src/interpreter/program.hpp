@@ -48,7 +48,11 @@ decltype(auto) present_cell(const A& a, std::int32_t i, std::int32_t j) {
 }
 
 struct Step {
-  enum Kind : std::uint8_t { Constant, LoadRow, LoadIndex, Guard, Negate, Binary, Function, CounterMessage };
+  enum Kind : std::uint8_t {
+    Constant, LoadRow, LoadIndex, Guard, Negate, Binary, Function, CounterMessage,
+    // Binary steps of the replay, one kind per operator (one dispatch per step).
+    Add, Subtract, Multiply, Divide, Power
+  };
   Kind kind;
   char op = 0;              // Binary: the operator
   bool inherited = false;   // Function: its level's message level is the caller's
@@ -114,6 +118,8 @@ class Program {
         kept.push_back(s);
       }
     }
+    for (Step& s : kept)
+      if (s.kind == Step::Binary) s.kind = binary_kind(s.op);
     steps_ = std::move(kept);
   }
 
@@ -145,6 +151,11 @@ class Program {
           break;
         case Step::Negate: r[s.dst] = -r[s.a]; break;
         case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
+        case Step::Add: r[s.dst] = arith::add(r[s.a], r[s.b]); break;
+        case Step::Subtract: r[s.dst] = arith::sub(r[s.a], r[s.b]); break;
+        case Step::Multiply: r[s.dst] = arith::mul(r[s.a], r[s.b]); break;
+        case Step::Divide: r[s.dst] = arith::div(r[s.a], r[s.b]); break;
+        case Step::Power: r[s.dst] = arith::pow(r[s.a], r[s.b]); break;
         case Step::Function:
           r[s.dst] = apply_function(static_cast<Fn>(s.op), texts_[static_cast<std::size_t>(s.index)], r[s.a],
                                     s.inherited ? entry : s.level);
@@ -165,6 +176,16 @@ class Program {
   std::int32_t emit(const Step& s) {
     steps_.push_back(s);
     return s.dst;
+  }
+  static Step::Kind binary_kind(char op) {
+    switch (op) {
+      case '+': return Step::Add;
+      case '-': return Step::Subtract;
+      case '*': return Step::Multiply;
+      case '/': return Step::Divide;
+      case '^': return Step::Power;
+      default: return Step::Binary;
+    }
   }
   static double apply(char op, double a, double b) {
     switch (op) {
