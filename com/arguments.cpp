@@ -77,7 +77,7 @@ bool Arguments::omitted(UINT k) const {
 Variant Arguments::value(UINT k) const {
   if (omitted(k)) return Variant::missing();
   const VARIANT* v = follow(&at(k));
-  if (v->vt & (VT_ARRAY)) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  if (v->vt & VT_ARRAY) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   const VARTYPE base = v->vt & VT_TYPEMASK;
   if (base == VT_DISPATCH || base == VT_UNKNOWN || base == VT_RECORD) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   try {
@@ -105,14 +105,9 @@ std::string Arguments::text(UINT k) const {
 }
 
 Variant& Arguments::ref(UINT k) {
-  if (k >= count_) {
-    return variants_back_.add(nullptr, Variant::missing()).value;
-  }
-  VARIANT* v = follow(&at(k));
-  if (v->vt & VT_ARRAY) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   Variant local = value(k);
-  // A by-value argument is the method's own copy: nothing to write back.
-  return variants_back_.add(variable_of(at(k)), std::move(local)).value;
+  // An omitted argument or one passed by value has no variable to write back to.
+  return variants_back_.add(k < count_ ? variable_of(at(k)) : nullptr, std::move(local)).value;
 }
 
 double& Arguments::real_ref(UINT k) {
