@@ -11,6 +11,7 @@
 #include "component/arith.hpp"
 #include "component/elements.hpp"
 #include "component/flavour.hpp"
+#include "kor/error.hpp"
 #include "kor/message.hpp"
 
 namespace kor::solvers {
@@ -58,6 +59,8 @@ double fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa
   auto F = [&] { return client.value("F", x); };
   auto X = [&](int k) { return number_of(x(k)); };
 
+  // The working arrays have positions 0..n: a negative n cannot have them.
+  if (n < 0) throw Error(err::kSubscript);
   std::int16_t count = 0;
   double fbest = F();
   Square D(n), A(n), B(n);
@@ -77,6 +80,7 @@ double fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa
     for (int i = 1;;) {
       for (int k = 1; k <= n; ++k) assign_number(x(k), add(X(k), mul(h[i], D(i, k))));
       const double fnew = F();
+      if (n == 0) throw Error(err::kSubscript);  // h(1) of an array with position 0 only
       if (fnew > fbest) {
         for (int k = 1; k <= n; ++k) assign_number(x(k), sub(X(k), mul(D(i, k), h[i])));
         h[i] = mul(-0.5, h[i]);
@@ -140,6 +144,8 @@ double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& ep
   const bool given = !is_missing(itmax_arg);
   prepare_itmax<Flavour>(itmax_arg);
   const int nx = count16(number_of(nx_arg));
+  // The points have coordinates 1..nx: without one, they cannot be allocated.
+  if (nx < 1) throw Error(err::kSubscript);
   const int centroid = nx + 2, reflected = nx + 3, trial = nx + 4;
   // Points 1..nx+1 are the vertices, then the centroid, the reflected point
   // and the expanded or contracted point; P(i, j) is coordinate j of point i.

@@ -96,6 +96,26 @@ TEST(Fmin, ItmaxFloorWriteBackAndTheLimitMessage) {
   EXPECT_EQ(error_of([&] { k.Fmind(flat_d, 2, xd); }), err::kOverflow);
 }
 
+TEST(Minimisers, CountsWithoutWorkingArraysAreSubscriptErrors) {
+  // Fmin's working arrays have positions 0..n: a negative n fails before F is
+  // called; n = 0 evaluates the start and the first trial, then h(1) is
+  // missing.  Fmin1's points have coordinates 1..NX: NX below 1 fails at once.
+  const struct {
+    bool nelder_mead;
+    int n;
+    int calls;
+  } rows[] = {{false, -1, 0}, {false, -40, 0}, {false, 0, 2}, {true, 0, 0}, {true, -1, 0}, {true, -6, 0}};
+  Korvat k;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(std::to_string(row.n) + (row.nelder_mead ? " Fmin1d" : " Fmind"));
+    Calls c;
+    auto g = quadratic(c);
+    DoubleArray x = DoubleArray::from({0, 0});
+    EXPECT_EQ(error_of([&] { row.nelder_mead ? k.Fmin1d(g, row.n, x) : k.Fmind(g, row.n, x); }), err::kSubscript);
+    EXPECT_EQ(c.count, row.calls);
+  }
+}
+
 TEST(Fmin1, FindsTheMinimaAndComparesWithEpsSquared) {
   Korvat k;
   Calls c;
