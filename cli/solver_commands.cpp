@@ -166,6 +166,11 @@ int run_ode(const OdeOptions& o) {
                  "and at least one point\n";
     return kExitUsage;
   }
+  // The integrator steps forward: backwards it may never come to an end.
+  if (!(o.to > o.from)) {
+    std::cerr << "kor ode: --to must be greater than --from\n";
+    return kExitUsage;
+  }
   StringArray rov = texts(o.equations);
   VariantArray y = vector_from(y0, 10 + nn);
   VariantArray zz = constants(z);
@@ -177,7 +182,9 @@ int run_ode(const OdeOptions& o) {
     rows.push_back(std::move(r));
   };
   record();
-  Interpret interpret;  // one object: the step of one piece starts the next
+  // Interpret keeps no step between calls: each piece starts with the
+  // integrator's first step.
+  Interpret interpret;
   for (int k = 1; k <= o.points; ++k) {
     Variant xe(k == o.points ? o.to : o.from + (o.to - o.from) * k / o.points);
     interpret.RkmI(rov, Variant(nn), xb, xe, y, Variant(o.delta), star, zz);
@@ -203,7 +210,7 @@ void finish_command(CLI::App* cmd, const char* name, std::vector<std::string>& t
     std::erase(rest, std::string("--"));
     texts.insert(texts.end(), rest.begin(), rest.end());
     if (texts.empty()) {
-      std::cerr << name << ": expected at least one expression text\n";
+      std::cerr << "kor " << name << ": expected at least one expression text\n";
       exit_code = kExitUsage;
       return;
     }
@@ -224,7 +231,7 @@ void add_solver_commands(CLI::App& app, int& exit_code) {
     cmd->add_option("--eps", o->eps, "largest relative correction at convergence");
     cmd->add_option("--alam", o->alam, "damping control");
     cmd->add_option("--niter", o->niter, "iteration limit")->check(CLI::Range(0, 32767));
-    finish_command(cmd, "kor solve", o->equations, exit_code, [o] { return run_solve(*o); });
+    finish_command(cmd, "solve", o->equations, exit_code, [o] { return run_solve(*o); });
   }
   {
     auto o = std::make_shared<MinimizeOptions>();
@@ -236,7 +243,7 @@ void add_solver_commands(CLI::App& app, int& exit_code) {
         ->check(CLI::IsMember({"rosenbrock", "simplex"}));
     cmd->add_option("--eps", o->eps, "tolerance (default: the method's own)");
     cmd->add_option("--itmax", o->itmax, "limit on trial steps (Rosenbrock)")->check(CLI::Range(0, 32767));
-    finish_command(cmd, "kor minimize", o->texts, exit_code, [o]() -> int {
+    finish_command(cmd, "minimize", o->texts, exit_code, [o]() -> int {
       if (o->texts.size() != 1) {
         std::cerr << "kor minimize: expected one function text\n";
         return kExitUsage;
@@ -256,7 +263,7 @@ void add_solver_commands(CLI::App& app, int& exit_code) {
     cmd->add_option("--delta", o->delta, "bound on the error estimate of one step");
     cmd->add_option("--points", o->points, "number of intervals of the table")->check(CLI::Range(1, 100000));
     cmd->add_option("--plot", o->plot, "write a line chart of the solution to this SVG file");
-    finish_command(cmd, "kor ode", o->equations, exit_code, [o] { return run_ode(*o); });
+    finish_command(cmd, "ode", o->equations, exit_code, [o] { return run_ode(*o); });
   }
 }
 

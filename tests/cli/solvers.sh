@@ -62,4 +62,6 @@ if [ "$(grep -c '<polyline' "$svg")" != 2 ]; then
 fi
 rm -f "$svg"
 check ode-count 3 "" "one starting value per equation" -- ode "Y[1]" --y0 1,2 --from 0 --to 1
+check ode-backwards 3 "" "--to must be greater than --from" -- ode "Y[1]" --y0 1 --from 1 --to 0
+check solve-runtime-error 2 "" "kor solve: runtime error 11: Division by zero" -- solve "X[1]/0" --x 1
 finish "kor solvers"
