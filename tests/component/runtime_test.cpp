@@ -1,7 +1,10 @@
+// The runtime model: Variant conversions and formatting, errors, messages,
+// safe arrays and client function objects.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 #include <random>
 #include <string>
 
@@ -126,11 +129,7 @@ TEST(Messages, HandlerReceivesTextStyleAndTitleAndIsRestored) {
   EXPECT_EQ(outer[0], (Message{"after", 16, "SPLINE"}));
 }
 
-}  // namespace
-}  // namespace kor
 
-namespace kor {
-namespace {
 
 TEST(DecimalPrefix, ReadsTheLongestNumberAndRoundsCorrectly) {
   struct Case {
@@ -155,6 +154,95 @@ TEST(DecimalPrefix, ReadsTheLongestNumberAndRoundsCorrectly) {
     if (rng() % 3 == 0) t += "e" + std::to_string(static_cast<int>(rng() % 60) - 30);
     std::size_t used = 0;
     ASSERT_EQ(convert::decimal_prefix(t, used), std::strtod(t.c_str(), nullptr)) << t;
+  }
+}
+
+TEST(SafeArray, AnyBoundsAndColumnMajorStorage) {
+  DoubleArray a({-1, 1}, {3, 4});  // rows -1..1, columns 3..4
+  double v = 0;
+  for (int j = 3; j <= 4; ++j)
+    for (int i = -1; i <= 1; ++i) a(i, j) = ++v;
+  // Column-major: the first dimension varies fastest in memory.
+  const double* d = a.data();
+  EXPECT_EQ((std::vector<double>(d, d + 6)), (std::vector<double>{1, 2, 3, 4, 5, 6}));
+  EXPECT_EQ(a.lbound(1), -1);
+  EXPECT_EQ(a.ubound(1), 1);
+  EXPECT_EQ(a.lbound(2), 3);
+  EXPECT_EQ(a.ubound(2), 4);
+  EXPECT_EQ(a.column_stride(), 3u);
+  EXPECT_EQ(a.at_unchecked(0, 4), 5.0);
+}
+
+TEST(SafeArray, EveryOutOfRangeAccessIsErrorNine) {
+  DoubleArray one({2, 4});
+  DoubleArray two({1, 2}, {1, 2});
+  DoubleArray never;
+  const std::function<void()> faults[] = {
+      [&] { one(1) = 0; },        [&] { one(5) = 0; },     [&] { one(2, 1) = 0; },
+      [&] { two(0, 1) = 0; },     [&] { two(1, 3) = 0; },  [&] { two(1) = 0; },
+      [&] { never(1) = 0; },      [&] { (void)never.ubound(1); },
+      [&] { (void)one.ubound(2); },
+  };
+  for (std::size_t k = 0; k < std::size(faults); ++k) {
+    SCOPED_TRACE(k);
+    EXPECT_EQ(error_of(faults[k]), err::kSubscript);
+  }
+  EXPECT_TRUE(one.contains(4));
+  EXPECT_FALSE(one.contains(5));
+  EXPECT_FALSE(never.allocated());
+}
+
+TEST(SafeArray, BuildsFromValuesAndRows) {
+  auto v = VariantArray::from({1.5, "x", true}, 0);
+  EXPECT_EQ(v.lbound(), 0);
+  EXPECT_EQ(v(1), Variant("x"));
+  auto m = DoubleArray::from_rows({{1, 2, 3}, {4, 5, 6}});
+  EXPECT_EQ(m.ubound(1), 2);
+  EXPECT_EQ(m.ubound(2), 3);
+  EXPECT_EQ(m(2, 3), 6.0);
+  EXPECT_EQ(m(1, 2), 2.0);
+}
+
+TEST(FunctionObject, CallsMembersByNameWithArgumentsByReference) {
+  FunctionObject g;
+  g.define("Fun", [](DoubleArray& x, DoubleArray& f, Variant& count) {
+    f(1) = x(1) * x(1) - 2;
+    x(1) += 1;  // the client may write the method's own arrays
+    count = Variant(count.to_double() + 1);
+  });
+  g.define("F", [](const DoubleArray& x) { return x(1) * 10; });
+  DoubleArray x = DoubleArray::from({3.0});
+  DoubleArray f({1, 1});
+  Variant count(0.0);
+  const Argument args[] = {&x, &f, &count};
+  EXPECT_TRUE(g.Invoke("fun", args).is_empty());  // names compare without regard to case
+  EXPECT_EQ(f(1), 7.0);
+  EXPECT_EQ(x(1), 4.0);
+  EXPECT_EQ(count, Variant(1.0));
+  const Argument one[] = {&x};
+  EXPECT_EQ(g.Invoke("F", one), Variant(40.0));
+}
+
+TEST(FunctionObject, FaultsOfTheProtocol) {
+  FunctionObject g;
+  g.define("F", [](DoubleArray& x) { return x(1); });
+  g.define("Boom", [](Variant&) -> double { throw Error(1001, "client says no"); });
+  DoubleArray x = DoubleArray::from({1.0});
+  VariantArray vx = VariantArray::from({1.0});
+  Variant v;
+  const Argument right[] = {&x};
+  const Argument wrong_type[] = {&vx};
+  const Argument two[] = {&x, &x};
+  const Argument scalar[] = {&v};
+  EXPECT_EQ(error_of([&] { g.Invoke("FKT", right); }), err::kNoMember);
+  EXPECT_EQ(error_of([&] { g.Invoke("F", wrong_type); }), err::kTypeMismatch);
+  EXPECT_EQ(error_of([&] { g.Invoke("F", two); }), err::kWrongArgumentCount);
+  try {
+    g.Invoke("Boom", scalar);
+    FAIL() << "the client's error must pass through";
+  } catch (const Error& e) {
+    EXPECT_EQ(e.number(), 1001);
+    EXPECT_EQ(e.description(), "client says no");
   }
 }
 
