@@ -225,5 +225,21 @@ TEST(InterpGenerated, ReplaysShowTheCounterAndFunctionMessagesAtTheirLevel) {
   EXPECT_EQ(eval(-4, -1), (Outcome{-9999.0, -3, 0, {}}));
 }
 
+TEST(InterpGenerated, AReplayNeedsTheTableItWasCompiledWithAndEveryPositionItReads) {
+  const VariantArray first = VariantArray::from_rows({{"A", 1.0}, {"B", 2.0}});
+  const VariantArray swapped = VariantArray::from_rows({{"B", 20.0}, {"A", 10.0}});
+  const VariantArray y3 = VariantArray::from({0.0, 1.0, 2.0}, 0), y1 = VariantArray::from({0.0}, 0);
+  interpreter::CompiledText<VariantArray, VariantArray> text("A-B*Y[2]");
+  auto eval = [&](const VariantArray& pr, const VariantArray& y) {
+    return observe(0, [&](std::int16_t& ipok) { return text.evaluate(ipok, pr, y); });
+  };
+  EXPECT_EQ(eval(first, y3).value, -3.0);
+  ASSERT_TRUE(text.compiled());
+  // A shorter vector lacks Y[2]; another table finds its names in other rows.
+  const Message not_filled{"Nenaplněno pole proměnná - hodnota!", 16, "Interpret"};
+  EXPECT_EQ(eval(first, y1), (Outcome{-9999.0, -2, 0, {not_filled}}));
+  EXPECT_EQ(eval(swapped, y3).value, -30.0);
+}
+
 }  // namespace
 }  // namespace kor
