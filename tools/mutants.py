@@ -149,7 +149,8 @@ FAULTS = [
     ("conversions", "src/component/variant.cpp", "case Type::Boolean: return u_.b ? -1.0 : 0.0;",
      "case Type::Boolean: return u_.b ? 1.0 : 0.0;", 1),
     ("conversions", "src/component/variant.cpp", "if (used != s.size()) throw Error(err::kTypeMismatch);", "", 1),
-    ("conversions", "src/component/variant.cpp", "if (digits.starts_with(\"0.\")) digits.erase(0, 1);", "", 1),
+    ("conversions", "src/component/variant.cpp", "if (digits.starts_with(\"0.\")) digits.erase(0, 1);",
+     "if (digits.starts_with(\"0.\")) {}", 1),
     ("conversions", "src/component/variant.cpp", "if (ndigits <= 15 && scale >= -22", "if (ndigits <= 17 && scale >= -22", 1),
     ("conversions", "src/component/arith.hpp", "if (a == 0.0 && b < 0.0)", "if (a == 0.0 && b <= 0.0)", 1),
 ]
