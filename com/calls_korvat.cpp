@@ -66,10 +66,10 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
     case kNewton: {
       a.expect(8, 12);
       ComClient g(a.object(0));
-      const auto opt = solvers::newton_options(F::real(a, 8), F::real(a, 11));
       out.set(Variant(static_cast<short>(solvers::newton<Flavour>(g, a.value(1), a.value(2), F::array(a, 4),
-                                                                  a.variants(5), F::array(a, 6), a.ref(7), opt,
-                                                                  a.value(9), a.value(10)))));
+                                                                  a.variants(5), F::array(a, 6), a.ref(7),
+                                                                  F::real(a, 8), a.value(9), a.value(10),
+                                                                  F::real(a, 11)))));
       return;
     }
     case kGauss:
@@ -87,8 +87,14 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
     case kFmin1: {
       a.expect(3, 5);
       ComClient g(a.object(0));
-      out.set(F::result(member == kFmin ? solvers::fmin<Flavour>(g, a.value(1), F::array(a, 2), a.value(3), a.ref(4))
-                                        : solvers::fmin1<Flavour>(g, a.value(1), F::array(a, 2), a.value(3), a.ref(4))));
+      if (member == kFmin) {
+        // The best value as F gave it; the double flavour converts it at the end.
+        Variant best = solvers::fmin<Flavour>(g, a.value(1), F::array(a, 2), a.value(3), a.ref(4));
+        if constexpr (F::is_double) out.set(number_of(best));
+        else out.set(std::move(best));
+      } else {
+        out.set(F::result(solvers::fmin1<Flavour>(g, a.value(1), F::array(a, 2), a.value(3), a.ref(4))));
+      }
       return;
     }
     case kFlagr:
@@ -105,7 +111,7 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
       return;
     case kPolyn:
       a.expect(3, 3);
-      out.set(F::result(poly::polyn(a.value(0), F::real_ref(a, 1), F::array(a, 2))));
+      out.set(poly::polyn<decltype(F::result(0.0))>(a.value(0), F::real_ref(a, 1), F::array(a, 2)));
       return;
     case kRutishauser: {
       a.expect(7, 16);

@@ -50,20 +50,21 @@ class ComClient {
     invoke(member, nullptr, args...);
   }
 
+  // The member's result as it comes.
   template <class... A>
-  double value(std::string_view member, A&... args) {
+  Variant value(std::string_view member, A&... args) {
     VARIANT result;
     VariantInit(&result);
     invoke(member, &result, args...);
-    double x = 0;
+    Variant v;
     try {
-      x = number_of(result);
+      v = kor_value(result);
     } catch (...) {
       VariantClear(&result);
       throw;
     }
     VariantClear(&result);
-    return x;
+    return v;
   }
 
  private:

@@ -37,6 +37,7 @@ bool is_missing(const VARIANT& v);
 inline kor::Variant cell_value(const VARIANT& v) { return kor_value(v); }
 void assign_value(VARIANT& cell, const kor::Variant& v);
 void assign_status(VARIANT& v, std::int16_t s);
+inline void assign_integer(VARIANT& v, std::int16_t s) { assign_status(v, s); }
 void assign_count(VARIANT& v, std::int32_t c);
 inline void swap_cells(VARIANT& a, VARIANT& b) noexcept {
   const VARIANT t = a;

@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -114,6 +115,13 @@ class Variant {
 };
 
 std::ostream& operator<<(std::ostream& os, const Variant& v);
+
+// The runtime's comparison of two Variants: numbers (Empty as 0, Booleans as
+// -1 and 0) by value, two texts as text (by character codes), a number below
+// any text, Empty beside a text as "".  Negative, zero or positive as a is
+// below, equal to or above b; nothing when either is Null (a test on it
+// fails).  Other values are error 13.
+std::optional<int> compare(const Variant& a, const Variant& b);
 
 // Conversions shared by every face.
 namespace convert {

@@ -1,8 +1,8 @@
 // Checked double arithmetic.
 //
 // The automation runtime never lets an infinity or a NaN through: an
-// operation whose result does not fit a double is overflow (error 6), a
-// division of a non-zero number by zero is error 11, 0/0 is overflow, and a
+// operation whose result does not fit a double is overflow (error 6), every
+// division by an exact zero (0/0 included) is error 11, and a
 // power with a negative base and a fractional exponent (or a zero base and a
 // negative exponent) is an invalid call (error 5).  Every method of both
 // flavours computes through these helpers, so both raise the same errors.
@@ -26,7 +26,7 @@ inline double sub(double a, double b) { return checked(a - b); }
 inline double mul(double a, double b) { return checked(a * b); }
 
 inline double div(double a, double b) {
-  if (b == 0.0) [[unlikely]] raise(a == 0.0 || std::isnan(a) ? err::kOverflow : err::kDivisionByZero);
+  if (b == 0.0) [[unlikely]] raise(err::kDivisionByZero);
   return checked(a / b);
 }
 

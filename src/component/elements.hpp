@@ -10,9 +10,11 @@
 #pragma once
 
 #include <cstdint>
+#include <climits>
 #include <type_traits>
 #include <utility>
 
+#include "kor/error.hpp"
 #include "kor/safe_array.hpp"
 #include "kor/variant.hpp"
 
@@ -34,6 +36,10 @@ inline bool is_missing(const Variant& v) { return v.is_missing(); }
 inline bool is_missing(double) { return false; }
 
 inline void assign_status(Variant& v, std::int16_t s) { v = Variant(static_cast<short>(s)); }
+// An integer constant of an algorithm written into a cell: a 16-bit integer
+// in a Variant (it keeps that type until arithmetic makes it a Double).
+inline void assign_integer(Variant& v, std::int16_t s) { v = Variant(static_cast<short>(s)); }
+inline void assign_integer(double& d, std::int16_t s) { d = s; }
 // A count written like an automation literal: 16-bit when it fits, 32-bit otherwise.
 inline void assign_count(Variant& v, std::int32_t c) { v = Variant(static_cast<int>(c)); }
 
@@ -47,6 +53,38 @@ inline void assign_value(double& cell, double v) { cell = v; }
 // Exchanges two cells as they are (a Variant keeps its type).
 inline void swap_cells(Variant& a, Variant& b) noexcept { std::swap(a, b); }
 inline void swap_cells(double& a, double& b) noexcept { std::swap(a, b); }
+
+// The bounds 0 .. n of a working array that a method dimensions itself: an
+// upper bound below the lower one is error 9, as re-dimensioning is.
+inline Bounds upto(std::int32_t n) {
+  if (n < 0) throw Error(err::kSubscript);
+  return Bounds{0, n};
+}
+
+// The passes of a counted loop whose counter is 16-bit, from..to: as in the
+// runtime's loop, the increment after a pass at 32767 overflows (error 6),
+// so a loop that runs to a bound of 32767 fails after its last pass.
+//   for (int i : loop16(1, n)) ...
+class loop16 {
+ public:
+  loop16(int from, int to) noexcept : from_(from), to_(to) {}
+  struct End {};
+  struct Pass {
+    int i, to;
+    int operator*() const noexcept { return i; }
+    Pass& operator++() {
+      if (i == INT16_MAX) throw Error(err::kOverflow);
+      ++i;
+      return *this;
+    }
+    bool operator!=(End) const noexcept { return i <= to; }
+  };
+  Pass begin() const noexcept { return {from_, to_}; }
+  End end() const noexcept { return {}; }
+
+ private:
+  int from_, to_;
+};
 
 // Loop bounds and subscripts computed from numbers: 16-bit for counts, 32-bit
 // for subscripts, rounding half to even, overflow is error 6.

@@ -115,6 +115,27 @@ std::ostream& operator<<(std::ostream& os, const Variant& v) {
   return os << names[static_cast<int>(v.type())] << '(' << v.to_string() << ')';
 }
 
+std::optional<int> compare(const Variant& a, const Variant& b) {
+  using T = Variant::Type;
+  if (a.type() == T::Null || b.type() == T::Null) return std::nullopt;
+  const bool text_a = a.type() == T::String, text_b = b.type() == T::String;
+  if (text_a || text_b) {
+    if (text_a && text_b) {
+      const int c = a.string_value().compare(b.string_value());
+      return (c > 0) - (c < 0);
+    }
+    const Variant& other = text_a ? b : a;
+    if (other.type() == T::Empty) {
+      const int c = (text_a ? a : b).string_value().empty() ? 0 : 1;  // "" beside a text
+      return text_a ? c : -c;
+    }
+    if (!other.is_numeric() && other.type() != T::Boolean) throw Error(err::kTypeMismatch);
+    return text_a ? 1 : -1;  // a number is below any text
+  }
+  const double x = a.to_double(), y = b.to_double();
+  return x < y ? -1 : (x > y ? 1 : 0);
+}
+
 namespace convert {
 
 std::int16_t to_int16(double x) {

@@ -20,19 +20,28 @@ double flagr(const N& n, Table& x, Table& y, const XI& xi, const M& m_arg) {
   using arith::div;
   using arith::mul;
   using arith::sub;
-  const double xv = number_of(xi);
+  // Every argument is read where the method first uses it, each operand
+  // before the one on its right: the table is sorted before XI and M are read.
+  auto X = [&](int i) { return number_of(x(i)); };
+  auto Y = [&](int i) { return number_of(y(i)); };
+  auto XV = [&] { return number_of(xi); };
   if (number_of(n) == 2) {
-    const double t = mul(number_of(y(1)), sub(xv, number_of(x(1))));
-    return div(mul(t, sub(number_of(y(2)), number_of(y(1)))), sub(number_of(x(2)), number_of(x(1))));
+    const double y1 = Y(1);
+    const double v = XV();
+    const double t = mul(y1, sub(v, X(1)));
+    const double dy = Y(2);
+    const double num = mul(t, sub(dy, Y(1)));
+    const double x2 = X(2);
+    return div(num, sub(x2, X(1)));
   }
-  const double md = is_missing(m_arg) ? 4.0 : number_of(m_arg);
-  const int nn = count16(number_of(n));
+  auto md = [&] { return is_missing(m_arg) ? 4.0 : number_of(m_arg); };
 
   bool exchanged = true;
   while (exchanged) {
     exchanged = false;
-    for (int i = 1; i <= nn - 1; ++i) {
-      if (number_of(x(i)) > number_of(x(i + 1))) {
+    for (int i : loop16(1, count16(number_of(n) - 1))) {
+      const double xi_here = X(i);
+      if (xi_here > X(i + 1)) {
         swap_cells(x(i), x(i + 1));
         swap_cells(y(i), y(i + 1));
         exchanged = true;
@@ -40,32 +49,37 @@ double flagr(const N& n, Table& x, Table& y, const XI& xi, const M& m_arg) {
     }
   }
 
-  int j = 0;
   int first = 0;
-  for (int i = 1; i <= nn; ++i)
-    if (xv < number_of(x(i))) {
+  for (int i : loop16(1, count16(number_of(n)))) {
+    const double v = XV();
+    if (v < X(i)) {
       first = i;
       break;
     }
+  }
+  int j;
   if (first > 0) {
-    j = count16(first - md / 2);
+    j = count16(first - md() / 2);
     if (j < 1)
       j = 1;
-    else if (nn - j + 1 - md < 0)
-      j = count16(nn - md + 1);
+    else if (number_of(n) - j + 1 - md() < 0)
+      j = count16(number_of(n) - md() + 1);
   } else {
-    j = count16(nn - md + 1);
+    j = count16(number_of(n) - md() + 1);
   }
 
-  const int last = count16(j + md - 1);
   double s = 0;
-  for (int k = j; k <= last; ++k) {
+  for (int k : loop16(j, count16(j + md() - 1))) {
     double l = 1;
-    for (int q = j; q <= last; ++q) {
+    for (int q : loop16(j, count16(j + md() - 1))) {
       if (q == k) continue;
-      l = div(mul(l, sub(xv, number_of(x(q)))), sub(number_of(x(k)), number_of(x(q))));
+      const double v = XV();
+      const double num = mul(l, sub(v, X(q)));
+      const double xk = X(k);
+      l = div(num, sub(xk, X(q)));
     }
-    s = arith::add(s, mul(number_of(y(k)), l));
+    const double yk = Y(k);
+    s = arith::add(s, mul(yk, l));
   }
   return s;
 }

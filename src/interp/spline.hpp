@@ -128,7 +128,7 @@ void spline(const I& imin_arg, const I& imax_arg, const Xs& x, const Ys& y, cons
   if (y1max <= kSlopeEstimate) y1max = div(sub(Y(imax), Y(imax - 1)), sub(X(imax), X(imax - 1)));
 
   if (y1min >= kSlopeNatural) {
-    assign_number(y2(imin), 0.0);
+    assign_integer(y2(imin), 0);
     w(imin) = 0;
   } else {
     assign_number(y2(imin), -0.5);

@@ -81,7 +81,7 @@ struct FunctionClient {
   Compiled<XArray> text;
   const VariantArray& table;
   std::int16_t level = 0;
-  double value(std::string_view, XArray& x) { return text.evaluate(level, table, x); }
+  Variant value(std::string_view, XArray& x) { return Variant(text.evaluate(level, table, x)); }
 };
 
 // The integrator's FKT: EvaluateDerivatives.  Y(0) is the abscissa, Y(1..nn)
@@ -108,9 +108,8 @@ Variant newton_i(const StringArray& rov, const Variant& n, const Variant& nunkno
                  const Variant& delta) {
   const VariantArray table = constants_table(z);
   EquationsClient<XArray> client{rov, table, {}};
-  const solvers::NewtonOptions opt = solvers::newton_options(eps, delta);
   return Variant(static_cast<short>(
-      solvers::newton<VariantFlavour>(client, n, nunknown, x, ipom, z, id, opt, alam, niter)));
+      solvers::newton<VariantFlavour>(client, n, nunknown, x, ipom, z, id, eps, alam, niter, delta)));
 }
 
 // FminI (rosenbrock) or Fmin1I (Nelder-Mead) on one text.
@@ -119,7 +118,7 @@ Variant fmin_i(std::string_view rov, const Variant& n, XArray& x, ZArray& z, con
   const VariantArray table = constants_table(z);
   FunctionClient<XArray> client{Compiled<XArray>(std::string(rov)), table};
   if constexpr (NelderMead) return Variant(solvers::fmin1<VariantFlavour>(client, n, x, eps, itmax));
-  else return Variant(solvers::fmin<VariantFlavour>(client, n, x, eps, itmax));
+  else return solvers::fmin<VariantFlavour>(client, n, x, eps, itmax);
 }
 
 template <class YArray, class ZArray>

@@ -40,13 +40,14 @@ namespace detail {
 template <class N, class Matrix, class NC, class Status>
 void gauss_checked(const N& n, Matrix& a, const NC& ncol, Status& id) {
   auto bound_n = [&] { return count16(number_of(n)); };
-  auto bound_nc = [&] { return count16(number_of(n) + number_of(ncol)); };
-  const int kmax = bound_n();
-  for (int k = 1; k <= kmax; ++k) {
+  auto bound_nc = [&] {
+    const double nd = number_of(n);
+    return count16(nd + number_of(ncol));
+  };
+  for (int k : loop16(1, bound_n())) {
     double big = 0;
     int p = 0;
-    const int imax = bound_n();
-    for (int i = k; i <= imax; ++i) {
+    for (int i : loop16(k, bound_n())) {
       const double v = std::abs(number_of(a(i, k)));
       if (v > big) {
         big = v;
@@ -58,29 +59,24 @@ void gauss_checked(const N& n, Matrix& a, const NC& ncol, Status& id) {
       return;
     }
     const double pivot = number_of(a(p, k));
-    if (p != k) {
-      const int jmax = bound_nc();
-      for (int j = k; j <= jmax; ++j) swap_cells(a(k, j), a(p, j));
-    }
-    const int jmax = bound_nc();
-    for (int j = 1; j <= jmax; ++j) assign_number(a(k, j), arith::div(number_of(a(k, j)), pivot));
-    const int rmax = bound_n();
-    for (int i = k + 1; i <= rmax; ++i) {
+    if (p != k)
+      for (int j : loop16(k, bound_nc())) swap_cells(a(k, j), a(p, j));
+    for (int j : loop16(1, bound_nc())) assign_number(a(k, j), arith::div(number_of(a(k, j)), pivot));
+    for (int i : loop16(k + 1, bound_n())) {
       const double f = number_of(a(i, k));
-      const int cmax = bound_nc();
-      for (int j = k; j <= cmax; ++j)
-        assign_number(a(i, j), arith::sub(number_of(a(i, j)), arith::mul(number_of(a(k, j)), f)));
+      for (int j : loop16(k, bound_nc())) {
+        const double aij = number_of(a(i, j));
+        assign_number(a(i, j), arith::sub(aij, arith::mul(number_of(a(k, j)), f)));
+      }
     }
   }
-  const double nd = number_of(n);
-  const int kstart = count16(nd - 1);
-  for (int k = kstart; k >= 1; --k) {
-    const int imax = bound_n();
-    for (int i = k + 1; i <= imax; ++i) {
-      const int mmax = count16(number_of(ncol));
-      for (int m = 1; m <= mmax; ++m) {
-        const std::int32_t c = subscript(nd + m);
-        assign_number(a(k, c), arith::sub(number_of(a(k, c)), arith::mul(number_of(a(k, i)), number_of(a(i, c)))));
+  for (int k = count16(number_of(n) - 1); k >= 1; --k) {
+    for (int i : loop16(k + 1, bound_n())) {
+      for (int m : loop16(1, count16(number_of(ncol)))) {
+        const std::int32_t c = subscript(number_of(n) + m);
+        const double akc = number_of(a(k, c));
+        const double aki = number_of(a(k, i));
+        assign_number(a(k, c), arith::sub(akc, arith::mul(aki, number_of(a(i, c)))));
       }
     }
   }
@@ -363,10 +359,11 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
 template <class N, class Matrix, class NC, class Status>
 void gauss(const N& n, Matrix& a, const NC& ncol, Status& id) {
   if constexpr (dense_doubles<Matrix>::value) {
-    const double nd = number_of(n), cd = number_of(ncol);
-    // The fast path needs whole counts whose every position is present;
-    // anything else takes the element-by-element path with its exact faults.
-    if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd <= 32767 &&
+    // The fast path needs whole counts whose every position is present and
+    // whose loops end below 32767; anything else takes the element-by-element
+    // path with its exact faults.  NCOL is not read when n < 1.
+    const double nd = number_of(n), cd = nd >= 1 ? number_of(ncol) : 0;
+    if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd < 32767 &&
         a.contains(1, 1) && a.contains(static_cast<int>(nd), static_cast<int>(nd + cd))) {
       assign_status(id, 0);
       detail::gauss_dense<1>(static_cast<int>(nd), static_cast<int>(cd), &a.at_unchecked(1, 1),
@@ -378,8 +375,8 @@ void gauss(const N& n, Matrix& a, const NC& ncol, Status& id) {
     // so their values can be walked in place like an array of doubles,
     // Cells::step doubles apart.
     using Cells = double_cell<typename Matrix::value_type>;
-    const double nd = number_of(n), cd = number_of(ncol);
-    if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd <= 32767 &&
+    const double nd = number_of(n), cd = nd >= 1 ? number_of(ncol) : 0;
+    if (nd >= 1 && cd >= 0 && nd == std::trunc(nd) && cd == std::trunc(cd) && nd + cd < 32767 &&
         a.contains(1, 1) && a.contains(static_cast<int>(nd), static_cast<int>(nd + cd))) {
       const int rows = static_cast<int>(nd), cols = static_cast<int>(nd + cd);
       bool all_doubles = true;

@@ -36,13 +36,13 @@ namespace detail {
 template <class Work, class N, class MatrixIn, class MatrixOut, class Status, class Ep>
 void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const Ep& ep) {
   auto bound_n = [&] { return count16(number_of(n)); };
-  SafeArray<Work> c(Bounds{0, bound_n()}, Bounds{0, bound_n()});
+  SafeArray<Work> c(upto(bound_n()), upto(bound_n()));
   for (int i = 1, imax = bound_n(); i <= imax; ++i)
     for (int j = 1, jmax = bound_n(); j <= jmax; ++j) {
-      assign_number(ainv(i, j), 0.0);
+      assign_integer(ainv(i, j), 0);
       c(i, j) = static_cast<Work>(cell_value(ap(i, j)));
     }
-  for (int i = 1, imax = bound_n(); i <= imax; ++i) assign_number(ainv(i, i), 1.0);
+  for (int i = 1, imax = bound_n(); i <= imax; ++i) assign_integer(ainv(i, i), 1);
 
   for (int k = 1, kmax = bound_n(); k <= kmax; ++k) {
     double big = 0;

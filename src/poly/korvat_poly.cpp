@@ -5,9 +5,9 @@
 
 namespace kor {
 
-Variant Korvat::Polyn(const Variant& n, Variant& X, VariantArray& a) { return Variant(poly::polyn(n, X, a)); }
+Variant Korvat::Polyn(const Variant& n, Variant& X, VariantArray& a) { return poly::polyn<Variant>(n, X, a); }
 
-double Korvat::Polynd(const Variant& n, double& X, DoubleArray& a) { return poly::polyn(n, X, a); }
+double Korvat::Polynd(const Variant& n, double& X, DoubleArray& a) { return poly::polyn<double>(n, X, a); }
 
 void Korvat::LinBairstow(const Variant& npol, VariantArray& apol, VariantArray& xreal, VariantArray& ximag,
                          const Variant& epslin) {

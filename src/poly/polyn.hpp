@@ -15,12 +15,15 @@
 
 namespace kor::poly {
 
-template <class N, class X, class Coefficients>
-double polyn(const N& n, const X& x, const Coefficients& a) {
+// Result is the flavour's value type (kor::Variant or double).  The general
+// form starts from a copy of a(1): when the loop makes no pass (|n| < 1), that
+// copy is the result as it is, with its own type.  X is read at each step of
+// the loop, so a degree that makes no step never reads it.
+template <class Result, class N, class X, class Coefficients>
+Result polyn(const N& n, const X& x, const Coefficients& a) {
   const double nd = number_of(n);
-  if (nd == 0) return 0.0;  // even though the monic polynomial of degree 0 would be 1
+  if (nd == 0) return Result(0.0);  // even though the monic polynomial of degree 0 would be 1
   const double m = std::abs(nd);
-  const double xv = number_of(x);
   double p;
   double last;
   double i;
@@ -29,14 +32,18 @@ double polyn(const N& n, const X& x, const Coefficients& a) {
     i = 1;
     last = m;
   } else {
-    p = number_of(a(1));
     i = 2;
     last = m + 1;
+    if (!(i <= last)) return Result(cell_value(a(1)));
+    p = number_of(a(1));
   }
   // The counter runs through whole steps up to the bound; a fractional
-  // degree ends at the last whole value not above it.
-  for (; i <= last; i += 1) p = arith::add(arith::mul(p, xv), number_of(a(subscript(i))));
-  return p;
+  // degree ends at the last whole value not above it.  Subscripts are 16-bit.
+  for (; i <= last; i += 1) {
+    const double px = arith::mul(p, number_of(x));
+    p = arith::add(px, number_of(a(count16(i))));
+  }
+  return Result(p);
 }
 
 }  // namespace kor::poly

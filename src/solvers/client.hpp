@@ -2,7 +2,7 @@
 //
 // A solver template receives a client adaptor and calls
 //   client.call("Fun", X, R, n, z)          (a procedure; its result is ignored)
-//   client.value("F", X)                    (a function; its result as a double)
+//   client.value("F", X)                    (a function; its result as it comes, a Variant)
 // with its arguments by reference: the caller's own arrays and Variants and
 // the solver's own working arrays, so that what the client writes there is
 // what the solver reads next.  DispatchClient serves kor::Dispatch; other
@@ -33,9 +33,9 @@ class DispatchClient {
   }
 
   template <class... A>
-  double value(std::string_view member, A&... args) {
+  Variant value(std::string_view member, A&... args) {
     const Argument list[] = {to_argument(args)...};
-    return g_.Invoke(member, list).to_double();
+    return g_.Invoke(member, list);
   }
 
  private:

@@ -46,8 +46,10 @@ struct Square {
   double& operator()(int i, int j) { return v[static_cast<std::size_t>(i) * static_cast<std::size_t>(n + 1) + static_cast<std::size_t>(j)]; }
 };
 
+// F's values are kept as they come and compared as the runtime compares
+// Variants (two texts as text); the best one is returned as F gave it.
 template <class Flavour, class Client, class XArray>
-double fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa_arg, Variant& itmax_arg) {
+Variant fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa_arg, Variant& itmax_arg) {
   using arith::add;
   using arith::div;
   using arith::mul;
@@ -62,7 +64,7 @@ double fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa
   // The working arrays have positions 0..n: a negative n cannot have them.
   if (n < 0) throw Error(err::kSubscript);
   std::int16_t count = 0;
-  double fbest = F();
+  Variant fbest = F();
   Square D(n), A(n), B(n);
   std::vector<double> h(static_cast<std::size_t>(n) + 1), d(h.size()), s(h.size()), w(h.size());
   for (int i = 1; i <= n; ++i) D(i, i) = 1;
@@ -79,17 +81,18 @@ double fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa
     }
     for (int i = 1;;) {
       for (int k = 1; k <= n; ++k) assign_number(x(k), add(X(k), mul(h[i], D(i, k))));
-      const double fnew = F();
+      Variant fnew = F();
       if (n == 0) throw Error(err::kSubscript);  // h(1) of an array with position 0 only
-      if (fnew > fbest) {
+      if (compare(fnew, fbest).value_or(0) > 0) {
         for (int k = 1; k <= n; ++k) assign_number(x(k), sub(X(k), mul(D(i, k), h[i])));
         h[i] = mul(-0.5, h[i]);
         if (s[i] < 1.5) s[i] = 0;
       } else {
         // Progress weighted by one plus the gain, as the method has always done.
-        d[i] = add(d[i], mul(h[i], sub(add(1, fbest), fnew)));
+        const double gain = sub(add(1, number_of(fbest)), number_of(fnew));
+        d[i] = add(d[i], mul(h[i], gain));
         h[i] = mul(3, h[i]);
-        fbest = fnew;
+        fbest = std::move(fnew);
         if (s[i] > 1.5) s[i] = 1;
       }
       bool converged = true;
@@ -154,7 +157,7 @@ double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& ep
   std::vector<double> f(static_cast<std::size_t>(nx) + 5);
   auto evaluate = [&](int i) {
     for (int j = 1; j <= nx; ++j) assign_number(x(j), P(i, j));
-    return client.value("F", x);
+    return number_of(client.value("F", x));
   };
 
   const double root = std::sqrt(static_cast<double>(nx) + 1);
@@ -163,7 +166,7 @@ double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& ep
   for (int j = 1; j <= nx; ++j) P(1, j) = number_of(x(j));
   for (int i = 2; i <= nx + 1; ++i)
     for (int j = 1; j <= nx; ++j) P(i, j) = add(P(1, j), j == i - 1 ? p : q);
-  client.value("F", x);
+  number_of(client.value("F", x));
   for (int i = 1; i <= nx + 1; ++i) f[i] = evaluate(i);
 
   std::int16_t iterations = 0;

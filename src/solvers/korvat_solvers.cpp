@@ -11,16 +11,16 @@ Variant Korvat::Newton(Dispatch& G, const Variant& n, const Variant& Nunknown, c
                        VariantArray& X, VariantArray& ipom, VariantArray& z, Variant& ID, const Variant& Eps,
                        const Variant& ALAM, const Variant& NITER, const Variant& Delta) {
   solvers::DispatchClient client(G);
-  const solvers::NewtonOptions opt = solvers::newton_options(Eps, Delta);
-  return Variant(static_cast<short>(solvers::newton<VariantFlavour>(client, n, Nunknown, X, ipom, z, ID, opt, ALAM, NITER)));
+  return Variant(static_cast<short>(
+      solvers::newton<VariantFlavour>(client, n, Nunknown, X, ipom, z, ID, Eps, ALAM, NITER, Delta)));
 }
 
 Variant Korvat::Newtond(Dispatch& G, const Variant& n, const Variant& Nunknown, const Variant& /*NProm*/,
                         DoubleArray& X, VariantArray& ipom, DoubleArray& z, Variant& ID, double Eps,
                         const Variant& ALAM, const Variant& NITER, double Delta) {
   solvers::DispatchClient client(G);
-  const solvers::NewtonOptions opt = solvers::newton_options(Eps, Delta);
-  return Variant(static_cast<short>(solvers::newton<DoubleFlavour>(client, n, Nunknown, X, ipom, z, ID, opt, ALAM, NITER)));
+  return Variant(static_cast<short>(
+      solvers::newton<DoubleFlavour>(client, n, Nunknown, X, ipom, z, ID, Eps, ALAM, NITER, Delta)));
 }
 
 void Korvat::Rkm(Dispatch& G, const Variant& nn, Variant& xb, Variant& xe, VariantArray& Y, const Variant& Delta,
@@ -43,7 +43,7 @@ namespace kor {
 
 Variant Korvat::Fmin(Dispatch& G, const Variant& n, VariantArray& X, const Variant& EPSA, Variant& itmax) {
   solvers::DispatchClient client(G);
-  return Variant(solvers::fmin<VariantFlavour>(client, n, X, EPSA, itmax));
+  return solvers::fmin<VariantFlavour>(client, n, X, EPSA, itmax);
 }
 
 Variant Korvat::Fmin(Dispatch& G, const Variant& n, VariantArray& X, const Variant& EPSA) {
@@ -53,7 +53,7 @@ Variant Korvat::Fmin(Dispatch& G, const Variant& n, VariantArray& X, const Varia
 
 double Korvat::Fmind(Dispatch& G, const Variant& n, DoubleArray& X, const Variant& EPSA, Variant& itmax) {
   solvers::DispatchClient client(G);
-  return solvers::fmin<DoubleFlavour>(client, n, X, EPSA, itmax);
+  return number_of(solvers::fmin<DoubleFlavour>(client, n, X, EPSA, itmax));
 }
 
 double Korvat::Fmind(Dispatch& G, const Variant& n, DoubleArray& X, const Variant& EPSA) {

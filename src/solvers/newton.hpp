@@ -18,25 +18,18 @@
 
 namespace kor::solvers {
 
-struct NewtonOptions {
-  double eps;     // convergence threshold, already defaulted by the flavour
-  double delta;   // relative step of the difference quotients
-};
-
-// The variant flavour: Eps defaults to 1E-5 when omitted; Delta has no
-// effect, the step factor is always 0.01.
-inline NewtonOptions newton_options(const Variant& eps, const Variant& /*delta*/) {
-  return {is_missing(eps) ? 1e-5 : number_of(eps), 0.01};
-}
-// The double flavour: Eps and Delta are doubles that are never missing, an
+// Every argument is read where the iteration first uses it (NITER at the
+// first limit test, ALAM at the first damping, Eps at the first convergence
+// test), as often as the iteration uses it.  The variant flavour's Eps
+// defaults to 1E-5; its Delta has no effect, the step factor is always 0.01.
+// The double flavour's Eps and Delta are doubles that are never missing: an
 // omitted Eps is 0 (the iteration runs to its limit) and an omitted Delta
 // is 0 (every difference step is 1E-4).
-inline NewtonOptions newton_options(double eps, double delta) { return {eps, delta}; }
-
-template <class Flavour, class Client, class XArray, class ZArray, class IpomArray>
-std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknown_arg, XArray& x,
-                    IpomArray& ipom, ZArray& z, Variant& id, NewtonOptions opt, const Variant& alam_arg,
-                    const Variant& niter_arg) {
+template <class Flavour, class Client, class Arg, class XArray, class ZArray, class IpomArray, class Status,
+          class Real>
+std::int16_t newton(Client& client, const Arg& n_arg, const Arg& nunknown_arg, XArray& x, IpomArray& ipom,
+                    ZArray& z, Status& id, const Real& eps_arg, const Arg& alam_arg, const Arg& niter_arg,
+                    const Real& delta_arg) {
   using arith::add;
   using arith::div;
   using arith::mul;
@@ -44,17 +37,20 @@ std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknow
   using Array = typename Flavour::Array;
 
   // Local copies; Fun receives the method's own n and may change it.
-  Variant n = n_arg;
-  const Variant nunknown = nunknown_arg;
-  const double alam = is_missing(alam_arg) ? 0.8 : number_of(alam_arg);
-  const double niter = is_missing(niter_arg) ? 100.0 : number_of(niter_arg);
+  Variant n = cell_value(n_arg);
+  const Variant nunknown = cell_value(nunknown_arg);
   auto N = [&] { return count16(number_of(n)); };
-  const int nu = count16(number_of(nunknown));
+  auto NU = [&] { return count16(number_of(nunknown)); };
+  auto NU1 = [&] { return count16(number_of(nunknown) + 1); };
+  auto eps = [&] { return is_missing(eps_arg) ? 1e-5 : number_of(eps_arg); };
+  auto delta = [&] { return Flavour::is_double ? number_of(delta_arg) : 0.01; };
+  auto alam = [&] { return is_missing(alam_arg) ? 0.8 : number_of(alam_arg); };
+  auto niter = [&] { return is_missing(niter_arg) ? 100.0 : number_of(niter_arg); };
 
-  Array r(Bounds{0, N()});
-  Array a(Bounds{0, N()}, Bounds{0, N() + 1});
-  Array b(Bounds{0, N()}, Bounds{0, N() + 1});
-  Array g(Bounds{0, N()});
+  Array r(upto(N()));
+  Array a(upto(N()), upto(N() + 1));
+  Array b(upto(N()), upto(N() + 1));
+  Array g(upto(N()));
 
   std::int16_t counter = 0;
   assign_status(id, 0);
@@ -64,48 +60,57 @@ std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknow
   fun();
   for (;;) {
     counter = count16(counter + 1.0);
-    if (counter > niter) {
+    if (counter > niter()) {
       assign_status(id, 1);
       break;
     }
-    for (int i = 1, ni = N(); i <= ni; ++i)
-      for (int k = 1; k <= nu + 1; ++k) a(i, k) = r(i);
-    for (int k = 1; k <= nu; ++k) {
+    for (int i : loop16(1, N()))
+      for (int k : loop16(1, NU1())) a(i, k) = r(i);
+    for (int k : loop16(1, NU())) {
       const int j = unknown(k);
       const auto saved = cell_value(x(j));  // a copy, not a reference
-      double h = mul(opt.delta, std::abs(X(j)));
+      double h = mul(delta(), std::abs(X(j)));
       if (h < 1e-4) h = 1e-4;
       assign_number(x(j), add(X(j), h));
       fun();
       assign_value(x(j), saved);
-      for (int i = 1, ni = N(); i <= ni; ++i)
-        assign_number(a(i, k), div(sub(number_of(r(i)), number_of(a(i, k))), h));
-    }
-    for (int i = 1; i <= nu; ++i)
-      for (int j = 1; j <= nu; ++j) {
-        assign_number(b(i, j), 0.0);
-        for (int m = 1, ni = N(); m <= ni; ++m)
-          assign_number(b(i, j), add(number_of(b(i, j)), mul(number_of(a(m, i)), number_of(a(m, j)))));
+      for (int i : loop16(1, N())) {
+        const double ri = number_of(r(i));
+        assign_number(a(i, k), div(sub(ri, number_of(a(i, k))), h));
       }
-    for (int i = 1; i <= nu; ++i) {
-      assign_number(g(i), 0.0);
-      for (int m = 1, ni = N(); m <= ni; ++m)
-        assign_number(g(i), add(number_of(g(i)), mul(number_of(a(m, i)), number_of(a(m, nu + 1)))));
-      b(i, nu + 1) = g(i);
+    }
+    for (int i : loop16(1, NU()))
+      for (int j : loop16(1, NU())) {
+        assign_integer(b(i, j), 0);
+        for (int m : loop16(1, N())) {
+          const double bij = number_of(b(i, j));
+          const double ami = number_of(a(m, i));
+          assign_number(b(i, j), add(bij, mul(ami, number_of(a(m, j)))));
+        }
+      }
+    for (int i : loop16(1, NU())) {
+      assign_integer(g(i), 0);
+      for (int m : loop16(1, N())) {
+        const double gi = number_of(g(i));
+        const double ami = number_of(a(m, i));
+        assign_number(g(i), add(gi, mul(ami, number_of(a(m, NU1())))));
+      }
+      b(i, NU1()) = g(i);
     }
     linalg::gauss(nunknown, b, Variant(1), id);
     if (number_of(id) != 0) {
       assign_status(id, 2);
       break;
     }
-    auto d = [&](int k) { return number_of(b(k, nu + 1)); };
+    auto d = [&](int k) { return number_of(b(k, NU1())); };
 
     double dmax = 0;
     int p = 0, q = 0;
-    for (int k = 1; k <= nu; ++k) {
+    for (int k : loop16(1, NU())) {
       const int j = unknown(k);
       // The quotient is formed even for a zero X(j): that divides by zero.
-      const double rel = std::abs(div(d(k), X(j)));
+      const double dk = d(k);
+      const double rel = std::abs(div(dk, X(j)));
       // Only unknowns of at least 1E-4 (signed) take part in the test.
       if (rel > dmax && X(j) >= 1e-4) {
         dmax = rel;
@@ -114,32 +119,37 @@ std::int16_t newton(Client& client, const Variant& n_arg, const Variant& nunknow
       }
     }
     double lambda;
-    if (alam > 2) {
-      lambda = alam - std::floor(alam);  // constant damping: the fractional part
+    if (alam() > 2) {
+      lambda = alam() - std::floor(alam());  // constant damping: the fractional part
     } else {
       lambda = 1;
-      if (dmax >= std::abs(alam)) {
-        lambda = div(std::abs(alam), dmax);
+      if (dmax >= std::abs(alam())) {
+        lambda = div(std::abs(alam()), dmax);
         // Column n+1 of B, as the method has always read it (it is column
         // Nunknown+1 only when Nunknown equals n).
         const bool small = std::abs(X(p)) < 0.01;
-        const bool crosses = mul(sub(X(p), number_of(b(q, N() + 1))), X(p)) < 0;
-        if (small && crosses && alam < 0) {
-          assign_number(x(p), 0.0);
+        const double xp = X(p);
+        const bool crosses = mul(sub(xp, number_of(b(q, count16(number_of(n) + 1)))), X(p)) < 0;
+        if (small && crosses && alam() < 0) {
+          assign_integer(x(p), 0);
           lambda = 0.5;
         }
       }
     }
-    for (int k = 1; k <= nu; ++k) {
+    for (int k : loop16(1, NU())) {
       const int j = unknown(k);
-      assign_number(x(j), sub(X(j), mul(d(k), lambda)));
+      const double xj = X(j);
+      assign_number(x(j), sub(xj, mul(d(k), lambda)));
     }
     fun();
-    if (dmax < opt.eps) break;
+    if (dmax < eps()) break;
   }
   // The sum of the squared residuals is formed, as it always was, though not reported.
   double ss = 0;
-  for (int i = 1, ni = N(); i <= ni; ++i) ss = add(ss, mul(number_of(r(i)), number_of(r(i))));
+  for (int i : loop16(1, N())) {
+    const double ri = number_of(r(i));
+    ss = add(ss, mul(ri, number_of(r(i))));
+  }
   (void)ss;
   return counter;
 }

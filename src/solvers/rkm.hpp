@@ -31,8 +31,8 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
 
   Variant nn = nn_arg;  // FKT receives the method's own copy
   auto NN = [&] { return count16(number_of(nn)); };
-  Array y0(Bounds{0, NN()}), k1(Bounds{0, NN()}), k2(Bounds{0, NN()}), k3(Bounds{0, NN()}),
-      k4(Bounds{0, NN()}), k5(Bounds{0, NN()});
+  Array y0(upto(NN())), k1(upto(NN())), k2(upto(NN())), k3(upto(NN())),
+      k4(upto(NN())), k5(upto(NN()));
   if (Flavour::is_double) {
     if (delta < 1e-15) delta = 1e-7;
   } else if (delta < 1e-8) {
@@ -57,31 +57,31 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
     }
     const Abscissa x0cell = xb;
     const double x0 = number_of(x0cell);
-    for (int i = 1, n = NN(); i <= n; ++i) y0(i) = cell_value(y(i));
+    for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
     auto Y0 = [&](int i) { return number_of(y0(i)); };
 
     xb = x0cell;
     fkt(k1);
-    for (int i = 1, n = NN(); i <= n; ++i) assign_number(y(i), add(Y0(i), mul(t, K(k1, i))));
+    for (int i : loop16(1, NN())) assign_number(y(i), add(Y0(i), mul(t, K(k1, i))));
     assign_number(xb, add(x0, t));
     fkt(k2);
-    for (int i = 1, n = NN(); i <= n; ++i)
+    for (int i : loop16(1, NN()))
       assign_number(y(i), add(Y0(i), mul(t, mul(0.5, add(K(k1, i), K(k2, i))))));
     fkt(k3);
-    for (int i = 1, n = NN(); i <= n; ++i)
+    for (int i : loop16(1, NN()))
       assign_number(y(i), add(Y0(i), mul(t, add(mul(0.375, K(k1, i)), mul(1.125, K(k3, i))))));
     assign_number(xb, add(x0, mul(0.5, h)));
     fkt(k4);
-    for (int i = 1, n = NN(); i <= n; ++i)
+    for (int i : loop16(1, NN()))
       assign_number(y(i), add(Y0(i), mul(t, add(sub(mul(1.5, K(k1, i)), mul(4.5, K(k3, i))), mul(6, K(k4, i))))));
     assign_number(xb, add(x0, h));
     fkt(k5);
-    for (int i = 1, n = NN(); i <= n; ++i)
+    for (int i : loop16(1, NN()))
       assign_number(y(i), add(Y0(i), mul(t, add(mul(2, K(k4, i)), mul(0.5, add(K(k5, i), K(k1, i)))))));
 
     double e = 0;
-    for (int i = 1, n = NN(); i <= n; ++i) {
+    for (int i : loop16(1, NN())) {
       const double ei =
           std::abs(sub(add(sub(mul(0.2, K(k1, i)), mul(0.9, K(k3, i))), mul(0.8, K(k4, i))), mul(0.1, K(k5, i))));
       if (ei > e) e = ei;
@@ -96,7 +96,7 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
         continue;
       }
     } else {
-      for (int i = 1, n = NN(); i <= n; ++i) assign_value(y(i), y0(i));
+      for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
       xb = x0cell;
     }
     h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));

@@ -59,7 +59,7 @@ class Oracle {
       } else if (peek() == '*' || peek() == '/') {
         const char op = s_[p_++];
         auto [r, paren] = power();
-        if (op == '/' && r == 0) throw Error(v == 0 ? err::kOverflow : err::kDivisionByZero);
+        if (op == '/' && r == 0) throw Error(err::kDivisionByZero);
         v = check(op == '*' ? v * r : v / r);
         after_paren = paren;
       } else {

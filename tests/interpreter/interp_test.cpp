@@ -137,7 +137,7 @@ TEST(Interp, RuntimeFaultsTravelToTheCaller) {
     std::string text;
     int error;
   } cases[] = {
-      {"1/0", err::kDivisionByZero}, {"0/0", err::kOverflow},
+      {"1/0", err::kDivisionByZero}, {"0/0", err::kDivisionByZero},
       {"ASN(-1)", err::kDivisionByZero},  // only +1 is special-cased
       {"COTGH(0)", err::kDivisionByZero}, {"EXP(1000)", err::kOverflow}, {"COSH(800)", err::kOverflow},
       {"10^400", err::kOverflow}, {"1E300*1E300", err::kOverflow}, {"1E400", err::kOverflow},

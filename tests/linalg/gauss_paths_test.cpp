@@ -155,7 +155,7 @@ struct InverseReference {
     return v;
   }
   static double quotient(double a, double b) {
-    if (b == 0) throw Error(a == 0 ? err::kOverflow : err::kDivisionByZero);
+    if (b == 0) throw Error(err::kDivisionByZero);
     return step(a / b);
   }
   int solve() {
