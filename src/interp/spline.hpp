@@ -98,6 +98,22 @@ Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double
   return r;
 }
 
+// A quotient stored into the caller's Y2.  Splined stores the result first
+// and then the runtime tests it, so a faulty quotient (a division by zero,
+// an overflow) is in the cell when the error is raised; Spline's Variant
+// division raises before anything is stored.
+template <class Flavour, class Cell>
+void store_quotient(Cell& cell, double num, double den) {
+  if constexpr (Flavour::is_double) {
+    const double q = num / den;
+    assign_number(cell, q);
+    if (den == 0) throw Error(err::kDivisionByZero);
+    arith::checked(q);
+  } else {
+    assign_number(cell, arith::div(num, den));
+  }
+}
+
 // Spline: the auxiliary values Y2(imin..imax).
 template <class Flavour, class I, class Xs, class Ys, class Slope, class Out>
 void spline(const I& imin_arg, const I& imax_arg, const Xs& x, const Ys& y, const Slope& y1min_arg,
@@ -138,7 +154,7 @@ void spline(const I& imin_arg, const I& imax_arg, const Xs& x, const Ys& y, cons
   for (std::int32_t i = imin + 1; i <= imax - 1; ++i) {
     const double sig = div(sub(X(i), X(i - 1)), sub(X(i + 1), X(i - 1)));
     const double p = add(mul(sig, Y2(i - 1)), 2);
-    assign_number(y2(i), div(sub(sig, 1), p));
+    store_quotient<Flavour>(y2(i), sub(sig, 1), p);
     w(i) = sub(div(sub(Y(i + 1), Y(i)), sub(X(i + 1), X(i))), div(div(sub(Y(i), Y(i - 1)), sub(X(i), X(i - 1))), p));
   }
   double qn = 0, un = 0;
@@ -147,8 +163,20 @@ void spline(const I& imin_arg, const I& imax_arg, const Xs& x, const Ys& y, cons
     const double dx = sub(X(imax), X(imax - 1));
     un = mul(div(3, dx), sub(y1max, div(sub(Y(imax), Y(imax - 1)), dx)));
   }
-  assign_number(y2(imax), div(sub(un, mul(qn, w(imax - 1))), add(mul(qn, Y2(imax - 1)), 1)));
-  for (std::int32_t k = imax - 1; k >= imin; --k) assign_number(y2(k), add(mul(Y2(k), Y2(k + 1)), w(k)));
+  const double top = sub(un, mul(qn, w(imax - 1)));
+  store_quotient<Flavour>(y2(imax), top, add(mul(qn, Y2(imax - 1)), 1));
+  for (std::int32_t k = imax - 1; k >= imin; --k) {
+    const double y2k = Y2(k);
+    const double y2next = Y2(k + 1);
+    if constexpr (Flavour::is_double) {
+      // The sum is stored, then tested.
+      const double v = y2k * y2next + w(k);
+      assign_number(y2(k), v);
+      arith::checked(v);
+    } else {
+      assign_number(y2(k), add(mul(y2k, y2next), w(k)));
+    }
+  }
 }
 
 // Splder: the first derivative; outside the knots, the one at the nearer end knot.

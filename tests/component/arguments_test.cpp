@@ -104,6 +104,14 @@ TEST(Arguments, EveryDivisionByAnExactZeroIsErrorEleven) {
   EXPECT_EQ(error_of([&] { k.Flagrd(3, xs, ys, 1.0, 3); }), err::kDivisionByZero);  // (1-1)/(1-1)
   std::int16_t ipok = 0;
   EXPECT_EQ(error_of([&] { Interpret().Interp("0/0", ipok, VariantArray(), VariantArray()); }), err::kDivisionByZero);
+  // X = 0, 4, 1 makes sig = 4 and p = 4 * -0.5 + 2 = 0 at knot 2: Splined
+  // stores (4 - 1) / 0 before the error, Spline's division raises first.
+  DoubleArray dx = DoubleArray::from({0.0, 4.0, 1.0}), dy(Bounds{1, 3}), dy2(Bounds{1, 3});
+  EXPECT_EQ(error_of([&] { k.Splined(1, 3, dx, dy, 0.0, 0.0, dy2); }), err::kDivisionByZero);
+  EXPECT_EQ(dy2(2), INFINITY);
+  VariantArray vx = VariantArray::from({0.0, 4.0, 1.0}), vy(Bounds{1, 3}), vy2(Bounds{1, 3});
+  EXPECT_EQ(error_of([&] { k.Spline(1, 3, vx, vy, 0.0, 0.0, vy2); }), err::kDivisionByZero);
+  EXPECT_TRUE(vy2(2).is_empty());
 }
 
 TEST(Arguments, ConstantsOfTheAlgorithmsAre16BitIntegers) {
