@@ -139,7 +139,7 @@ FAULTS = [
     ("fmin", "src/solvers/fmin.hpp", "style::kExclamation, \"FMIN\"", "style::kCritical, \"FMIN\"", 1),
     ("fmin1", "src/solvers/fmin.hpp", "const double q = div(div(mul(sub(root, 1), 0.1), nx), 1.42);",
      "const double q = div(div(mul(sub(root, 1), 0.1), nx), 1.41);", 1),
-    ("fmin1", "src/solvers/fmin.hpp", "if (spread < mul(eps, eps)) break;", "if (spread < eps) break;", 1),
+    ("fmin1", "src/solvers/fmin.hpp", "if (spread < mul(eps(), eps())) break;", "if (spread < eps()) break;", 1),
     ("fmin1", "src/solvers/fmin.hpp", "if (f[reflected] <= fsecond) {", "if (f[reflected] < fsecond) {", 1),
     ("fmin1", "src/solvers/fmin.hpp", "mul(0.5, P(h, j))", "mul(0.5, P(l, j))", 1),
     # Conversions of the runtime model.

@@ -54,7 +54,8 @@ Variant fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& eps
   using arith::div;
   using arith::mul;
   using arith::sub;
-  const double epsa = is_missing(epsa_arg) ? MinimiserDefaults<Flavour>::eps : number_of(epsa_arg);
+  // EPSA is read at each convergence test, where it is first used.
+  auto epsa = [&] { return is_missing(epsa_arg) ? MinimiserDefaults<Flavour>::eps : number_of(epsa_arg); };
   const bool given = !is_missing(itmax_arg);
   const double itmax = prepare_itmax<Flavour>(itmax_arg);
   const int n = count16(number_of(n_arg));
@@ -97,7 +98,7 @@ Variant fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& eps
       }
       bool converged = true;
       for (int k = 1; k <= n; ++k)
-        if (!(std::abs(h[k]) < epsa)) {
+        if (!(std::abs(h[k]) < epsa())) {
           converged = false;
           break;
         }
@@ -143,7 +144,8 @@ double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& ep
   using arith::div;
   using arith::mul;
   using arith::sub;
-  const double eps = is_missing(eps_arg) ? MinimiserDefaults<Flavour>::eps : number_of(eps_arg);
+  // Eps is read at each convergence test, where it is first used.
+  auto eps = [&] { return is_missing(eps_arg) ? MinimiserDefaults<Flavour>::eps : number_of(eps_arg); };
   const bool given = !is_missing(itmax_arg);
   prepare_itmax<Flavour>(itmax_arg);
   const int nx = count16(number_of(nx_arg));
@@ -231,7 +233,7 @@ double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& ep
     const double spread = div(std::sqrt(S), nx);
     iterations = count16(iterations + 1.0);
     // Compared with the square of Eps, as clients have always seen.
-    if (spread < mul(eps, eps)) break;
+    if (spread < mul(eps(), eps())) break;
   }
   if (given) assign_status(itmax_arg, iterations);
   return fmin;

@@ -48,6 +48,12 @@ TEST(Arguments, NumbersAreReadWhereTheAlgorithmFirstUsesThem) {
   id = 7;
   k.Gauss(0, a, "ncol?", id);
   EXPECT_EQ(id, Variant(short{0}));
+  // Fmin reads EPSA at its first convergence test, after the start and one trial.
+  int evaluations = 0;
+  FunctionObject f;
+  f.define("F", [&](VariantArray&) { return ++evaluations; });
+  EXPECT_EQ(error_of([&] { k.Fmin(f, 1, x, "epsa?"); }), err::kTypeMismatch);
+  EXPECT_EQ(evaluations, 2);
   // Flagr sorts the table before it reads XI, then M.
   for (const Variant& bad_m : {Variant(), Variant("m?")}) {
     VariantArray xs = VariantArray::from({3.0, 1.0, 2.0}), ys = VariantArray::from({30.0, 10.0, 20.0});
