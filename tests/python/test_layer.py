@@ -1,0 +1,81 @@
+"""The functions on top, the examples of docs/python.md, and the cost of a call."""
+import doctest
+import os
+import pathlib
+import re
+import subprocess
+import timeit
+
+import numpy as np
+import pytest
+
+import kor
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+CLI = os.environ.get("KOR_CLI")
+
+
+def test_every_example_of_the_python_guide_runs_as_written():
+    guide = (ROOT / "docs/python.md").read_text(encoding="utf-8")
+    blocks = re.findall(r"```python\n(.*?)```", guide, re.S)
+    test = doctest.DocTestParser().get_doctest("\n".join(blocks), {}, "python.md", "docs/python.md", 0)
+    runner = doctest.DocTestRunner()
+    runner.run(test)
+    assert len(blocks) >= 8 and runner.failures == 0 and runner.tries > 30
+
+
+@pytest.mark.parametrize("text,z,y,expected", [
+    ("2+3*4", (), (), 14.0),
+    ("2^3^2", (), (), 64.0),               # powers from the left
+    ("Z1/Z2", (1, 4), (), 0.25),
+    ("Y[0]-Y[2]", (), (5, 0, 2), 3.0),
+])
+def test_eval_table(text, z, y, expected):
+    assert kor.eval(text, z=z, y=y) == expected
+
+
+@pytest.mark.filterwarnings("ignore::kor.MessageWarning")
+@pytest.mark.parametrize("text,status", [("1 +2", -1), ("Z9*2", -2), ("LOG(0)", -3)])
+def test_eval_failures_carry_the_status(text, status):
+    with pytest.raises(kor.EvalError) as e:
+        kor.eval(text)
+    assert e.value.status == status
+
+
+def test_eigh_agrees_with_numpy_on_a_random_symmetric_matrix():
+    a = np.random.default_rng(7).normal(size=(6, 6))
+    a = a + a.T
+    w, u = kor.eigh(a)
+    np.testing.assert_allclose(w, np.linalg.eigvalsh(a), atol=1e-13)
+    np.testing.assert_allclose(a @ u, u * w, atol=1e-12)
+    with pytest.raises(ValueError):
+        kor.eigh([[1, 2], [3, 4]])
+
+
+def cli(*args):
+    return subprocess.run([CLI, *args], capture_output=True, text=True).stdout.split()
+
+
+@pytest.mark.skipif(not CLI, reason="KOR_CLI names the kor command")
+def test_the_same_numbers_as_the_command():
+    s = kor.solve(["X[1]^2+X[2]^2-Z1", "X[1]-X[2]"], [1, 3], z=[8], alam=0.5)
+    out = cli("solve", "X[1]^2+X[2]^2-Z1", "X[1]-X[2]", "--x", "1,3", "--z", "8", "--alam", "0.5")
+    assert [float(out[2]), float(out[5]), float(out[-2])] == [s.x[0], s.x[1], s.iterations]
+    m = kor.minimize("(X[1]-1)^2+(X[2]-Z1)^2", [0, 0], z=[3])
+    out = cli("minimize", "(X[1]-1)^2+(X[2]-Z1)^2", "--x", "0,0", "--z", "3")
+    assert [float(out[2]), float(out[5]), float(out[8]), float(out[-3])] == [*m.x, m.fun, m.steps]
+    x, y = kor.ode(["Y[2]", "-Y[1]"], [0, 1], 0, 3.14159, 5)
+    rows = [[float(v) for v in line.split(",")] for line in cli("ode", "Y[2]", "-Y[1]", "--y0", "0,1", "--from",
+                                                                 "0", "--to", "3.14159", "--points", "5")[1:]]
+    assert rows == np.column_stack([x, y]).tolist()
+    assert " ".join(cli("roots", "2,-3,-11,6")) == "-2 0.5 3"
+    assert list(kor.roots([2, -3, -11, 6])) == [-2, 0.5, 3]
+
+
+def test_a_call_costs_no_more_than_numpy_polyval():
+    k, c, x = kor.Korvat(), np.array([1.0, -6.0, 11.0, -6.0]), 2.5
+    assert k.Polynd(-3, x, c) == np.polyval(c, x)
+    ours = min(timeit.repeat(lambda: k.Polynd(-3, x, c), number=2000, repeat=7))
+    theirs = min(timeit.repeat(lambda: np.polyval(c, x), number=2000, repeat=7))
+    print(f"Polynd {ours / 2000 * 1e9:.0f} ns, numpy.polyval {theirs / 2000 * 1e9:.0f} ns a call")
+    assert ours <= theirs
