@@ -7,6 +7,8 @@ packages=(cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev l
 if [ "${KOR_WINDOWS:-1}" = 1 ]; then
   packages+=(wine wine64 mingw-w64 mingw-w64-tools libwine-dev googletest)
 fi
+# The Python module, its tests and its benchmark beside SciPy.
+packages+=(python3-dev python3-pybind11 python3-numpy python3-pytest python3-scipy)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
