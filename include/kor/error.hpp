@@ -17,9 +17,11 @@ namespace err {
 inline constexpr int kInvalidCall = 5;       // invalid procedure call or argument
 inline constexpr int kOverflow = 6;          // overflow
 inline constexpr int kSubscript = 9;         // subscript out of range
+inline constexpr int kArrayLocked = 10;      // this array is fixed or temporarily locked
 inline constexpr int kDivisionByZero = 11;   // division by zero
 inline constexpr int kTypeMismatch = 13;     // type mismatch
 inline constexpr int kOutOfStack = 28;       // out of stack space
+inline constexpr int kObjectNotSet = 91;     // object variable or With block variable not set
 inline constexpr int kInvalidNull = 94;      // invalid use of Null
 inline constexpr int kNoMember = 438;        // object doesn't support this property or method
 }  // namespace err

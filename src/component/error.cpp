@@ -7,9 +7,11 @@ std::string_view standard_description(int number) noexcept {
     case err::kInvalidCall: return "Invalid procedure call or argument";
     case err::kOverflow: return "Overflow";
     case err::kSubscript: return "Subscript out of range";
+    case err::kArrayLocked: return "This array is fixed or temporarily locked";
     case err::kDivisionByZero: return "Division by zero";
     case err::kTypeMismatch: return "Type mismatch";
     case err::kOutOfStack: return "Out of stack space";
+    case err::kObjectNotSet: return "Object variable or With block variable not set";
     case err::kInvalidNull: return "Invalid use of Null";
     case 450: return "Wrong number of arguments or invalid property assignment";
     case err::kNoMember: return "Object doesn't support this property or method";
