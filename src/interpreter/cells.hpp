@@ -1,6 +1,7 @@
 // The evaluator's view of kor::Variant cells in a variable table or vector.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 #include "kor/variant.hpp"
@@ -14,5 +15,8 @@ inline bool cell_is_name(const Variant& cell, std::string_view upper_name) {
 }
 
 inline double cell_number(const Variant& cell) { return cell.to_double(); }
+
+// A text of the interpreted solvers' equation array.
+inline const std::string& text_of(const std::string& cell) { return cell; }
 
 }  // namespace kor

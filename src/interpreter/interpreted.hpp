@@ -31,14 +31,16 @@ using Compiled = CompiledText<VariantArray, Vector>;
 // every evaluation gives exactly what Interp gives, only faster.  Nothing
 // can change the texts during a solver's call (no client code runs), so a
 // text once compiled is the text at its position for the rest of the call.
+// A cell that holds no text fails where it is first read (text_of).
 template <class Vector>
 class Texts {
  public:
-  Compiled<Vector>& at(const StringArray& rov, int i) {
-    const std::string& text = rov(i);  // a missing position fails here, on every pass
+  template <class Rov>
+  Compiled<Vector>& at(const Rov& rov, int i) {
+    const auto& cell = rov(i);  // a missing position fails here, on every pass
     if (static_cast<std::size_t>(i) >= texts_.size()) texts_.resize(static_cast<std::size_t>(i) + 1);
     auto& slot = texts_[static_cast<std::size_t>(i)];
-    if (!slot) slot = std::make_unique<Compiled<Vector>>(text);
+    if (!slot) slot = std::make_unique<Compiled<Vector>>(std::string(text_of(cell)));
     return *slot;
   }
 
@@ -62,9 +64,9 @@ VariantArray constants_table(const ZArray& z) {
 
 // Newton's Fun: EvaluateEquations, R(i) = the value of Rov(i) with X as the
 // indexed variables; the message level starts at 0 for each pass.
-template <class XArray>
+template <class Rov, class XArray>
 struct EquationsClient {
-  const StringArray& rov;
+  const Rov& rov;
   const VariantArray& table;
   Texts<XArray> texts;
   template <class R, class Z>
@@ -86,14 +88,14 @@ struct FunctionClient {
 
 // The integrator's FKT: EvaluateDerivatives.  Y(0) is the abscissa, Y(1..nn)
 // the state, Y(11..10+nn) the derivatives computed so far in this pass.
-template <class YArray>
+template <class Rov, class YArray>
 struct DerivativesClient {
-  const StringArray& rov;
+  const Rov& rov;
   const VariantArray& table;
   Texts<YArray> texts;
-  template <class K, class Z>
-  void call(std::string_view, Variant& nn, Variant& xb, YArray& y, K& k, Z&) {
-    assign_value(y(0), xb);
+  template <class X, class K, class Z>
+  void call(std::string_view, Variant& nn, X& xb, YArray& y, K& k, Z&) {
+    assign_value(y(0), cell_value(xb));
     std::int16_t level = 0;
     for (int i = 1, m = count16(number_of(nn)); i <= m; ++i) {
       assign_value(k(i), Variant(texts.at(rov, i).evaluate(level, table, y)));
@@ -102,39 +104,40 @@ struct DerivativesClient {
   }
 };
 
-template <class XArray, class IpomArray, class ZArray>
-Variant newton_i(const StringArray& rov, const Variant& n, const Variant& nunknown, XArray& x, IpomArray& ipom,
-                 ZArray& z, Variant& id, const Variant& eps, const Variant& alam, const Variant& niter,
-                 const Variant& delta) {
+// Rov is an array of texts (kor::StringArray, or a host's array whose cells
+// text_of reads); the scalars are the caller's, as the templates take them.
+template <class Rov, class Arg, class XArray, class IpomArray, class ZArray, class Status>
+Variant newton_i(const Rov& rov, const Arg& n, const Arg& nunknown, XArray& x, IpomArray& ipom, ZArray& z,
+                 Status& id, const Arg& eps, const Arg& alam, const Arg& niter, const Arg& delta) {
   const VariantArray table = constants_table(z);
-  EquationsClient<XArray> client{rov, table, {}};
+  EquationsClient<Rov, XArray> client{rov, table, {}};
   return Variant(static_cast<short>(
       solvers::newton<VariantFlavour>(client, n, nunknown, x, ipom, z, id, eps, alam, niter, delta)));
 }
 
 // FminI (rosenbrock) or Fmin1I (Nelder-Mead) on one text.
-template <bool NelderMead, class XArray, class ZArray>
-Variant fmin_i(std::string_view rov, const Variant& n, XArray& x, ZArray& z, const Variant& eps, Variant& itmax) {
+template <bool NelderMead, class Arg, class XArray, class ZArray, class Limit>
+Variant fmin_i(std::string_view rov, const Arg& n, XArray& x, ZArray& z, const Arg& eps, Limit& itmax) {
   const VariantArray table = constants_table(z);
   FunctionClient<XArray> client{Compiled<XArray>(std::string(rov)), table};
   if constexpr (NelderMead) return Variant(solvers::fmin1<VariantFlavour>(client, n, x, eps, itmax));
   else return solvers::fmin<VariantFlavour>(client, n, x, eps, itmax);
 }
 
-template <class YArray, class ZArray>
-void rkm_i(const StringArray& rov, const Variant& nn, Variant& xb, Variant& xe, YArray& y, const Variant& delta,
-           Variant& star, ZArray& zz) {
+template <class Rov, class Arg, class Abscissa, class YArray, class ZArray, class Status>
+void rkm_i(const Rov& rov, const Arg& nn, Abscissa& xb, Abscissa& xe, YArray& y, const Arg& delta, Status& star,
+           ZArray& zz) {
   // The evaluation vector keeps the derivatives at 11..10+nn: ten equations at most.
   if (number_of(nn) > 10) {
     ShowMessage("RkmI: počet rovnic > 10 ", style::kCritical, "Interpret");
-    star = Variant(-9999);
+    assign_integer(star, -9999);
     return;
   }
   const VariantArray table = constants_table(zz);
-  DerivativesClient<YArray> client{rov, table, {}};
+  DerivativesClient<Rov, YArray> client{rov, table, {}};
   // Interpret keeps no state: every call starts with the integrator's first step.
   double step = 0;
-  solvers::rkm<VariantFlavour>(client, step, nn, xb, xe, y, number_of(delta), star, zz);
+  solvers::rkm<VariantFlavour>(client, step, nn, xb, xe, y, delta, star, zz);
 }
 
 }  // namespace kor::interpreter

@@ -23,11 +23,12 @@ struct MinimiserDefaults {
   static constexpr double itmax = Flavour::is_double ? 2000 : 1000;
 };
 
-// The iteration limit: a supplied value below 11 becomes 2000 and is written back.
-template <class Flavour>
-double prepare_itmax(Variant& itmax) {
+// The iteration limit: a supplied value below 11 becomes 2000 and is written
+// back (into the caller's variable, where F can see it).
+template <class Flavour, class Limit>
+double prepare_itmax(Limit& itmax) {
   if (is_missing(itmax)) return MinimiserDefaults<Flavour>::itmax;
-  if (number_of(itmax) < 11) itmax = Variant(2000);
+  if (number_of(itmax) < 11) assign_integer(itmax, 2000);
   return number_of(itmax);
 }
 
@@ -48,8 +49,8 @@ struct Square {
 
 // F's values are kept as they come and compared as the runtime compares
 // Variants (two texts as text); the best one is returned as F gave it.
-template <class Flavour, class Client, class XArray>
-Variant fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& epsa_arg, Variant& itmax_arg) {
+template <class Flavour, class Client, class XArray, class Arg, class Limit>
+Variant fmin(Client& client, const Arg& n_arg, XArray& x, const Arg& epsa_arg, Limit& itmax_arg) {
   using arith::add;
   using arith::div;
   using arith::mul;
@@ -138,8 +139,8 @@ Variant fmin(Client& client, const Variant& n_arg, XArray& x, const Variant& eps
   }
 }
 
-template <class Flavour, class Client, class XArray>
-double fmin1(Client& client, const Variant& nx_arg, XArray& x, const Variant& eps_arg, Variant& itmax_arg) {
+template <class Flavour, class Client, class XArray, class Arg, class Limit>
+double fmin1(Client& client, const Arg& nx_arg, XArray& x, const Arg& eps_arg, Limit& itmax_arg) {
   using arith::add;
   using arith::div;
   using arith::mul;

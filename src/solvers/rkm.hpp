@@ -20,19 +20,23 @@ inline constexpr double kRkmMinStep = 1e-5;
 
 // star: in, a value <= 0 starts with the saved step and a value > 0 tries
 // the whole interval first; out, -1 (single precision) once the step was adapted.
-template <class Flavour, class Client, class Abscissa, class YArray, class ZArray>
-void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb, const Abscissa& xe,
-         YArray& y, double delta, Variant& star, ZArray& zz) {
+// xb, xe and star are the caller's variables: FKT sees xb move through the
+// stages, and star is written only when the step is adapted.
+template <class Flavour, class Client, class Count, class Abscissa, class YArray, class Tolerance, class Status,
+          class ZArray>
+void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, const Abscissa& xe, YArray& y,
+         const Tolerance& delta_arg, Status& star, ZArray& zz) {
   using arith::add;
   using arith::div;
   using arith::mul;
   using arith::sub;
   using Array = typename Flavour::Array;
 
-  Variant nn = nn_arg;  // FKT receives the method's own copy
+  Variant nn = cell_value(nn_arg);  // FKT receives the method's own copy
   auto NN = [&] { return count16(number_of(nn)); };
   Array y0(upto(NN())), k1(upto(NN())), k2(upto(NN())), k3(upto(NN())),
       k4(upto(NN())), k5(upto(NN()));
+  double delta = number_of(delta_arg);
   if (Flavour::is_double) {
     if (delta < 1e-15) delta = 1e-7;
   } else if (delta < 1e-8) {
@@ -55,13 +59,13 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
       last = true;
       h = sub(XE(), number_of(xb));
     }
-    const Abscissa x0cell = xb;
+    const auto x0cell = cell_value(xb);  // a copy, not a reference
     const double x0 = number_of(x0cell);
     for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
     auto Y0 = [&](int i) { return number_of(y0(i)); };
 
-    xb = x0cell;
+    assign_value(xb, x0cell);
     fkt(k1);
     for (int i : loop16(1, NN())) assign_number(y(i), add(Y0(i), mul(t, K(k1, i))));
     assign_number(xb, add(x0, t));
@@ -97,12 +101,12 @@ void rkm(Client& client, double& saved_step, const Variant& nn_arg, Abscissa& xb
       }
     } else {
       for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
-      xb = x0cell;
+      assign_value(xb, x0cell);
     }
     h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));
     if (std::abs(h) < kRkmMinStep) h = h > 0 ? kRkmMinStep : (h < 0 ? -kRkmMinStep : 0.0);
     saved_step = h;
-    star = Variant::from_single(-1.0f);
+    assign_value(star, Variant::from_single(-1.0f));
     final_mode = false;
   }
   if (number_of(star) > 0) saved_step = h;
