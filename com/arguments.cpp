@@ -1,5 +1,7 @@
 #include "arguments.hpp"
 
+#include <new>
+
 namespace kor::com {
 namespace {
 
@@ -8,56 +10,60 @@ VARIANT* follow(VARIANT* v) {
   return v;
 }
 
-// Writes a by-reference local back into the caller's variable (target is
-// the last VARIANT of the reference chain, null for a literal passed by
-// value, which has no variable).  A typed variable of the client's receives
-// the value converted to its type as automation would convert it; a value
-// that does not convert leaves it as it was.
-void write_back(VARIANT* target, const Variant& value) noexcept {
-  if (!target) return;
-  try {
-    VARIANT v;
-    to_variant(value, v);
-    if (!(target->vt & VT_BYREF)) {
-      VariantClear(target);
-      *target = v;
-      return;
-    }
-    const VARTYPE type = target->vt & ~VT_BYREF;
-    VARIANT converted;
-    VariantInit(&converted);
-    if (SUCCEEDED(VariantChangeType(&converted, &v, 0, type))) {
-      switch (type) {
-        case VT_I2: *target->piVal = converted.iVal; break;
-        case VT_I4: *target->plVal = converted.lVal; break;
-        case VT_R8: *target->pdblVal = converted.dblVal; break;
-        case VT_R4: *target->pfltVal = converted.fltVal; break;
-        case VT_BOOL: *target->pboolVal = converted.boolVal; break;
-        case VT_BSTR:
-          SysFreeString(*target->pbstrVal);
-          *target->pbstrVal = converted.bstrVal;
-          converted.vt = VT_EMPTY;
-          break;
-        default: break;
-      }
-    }
-    VariantClear(&converted);
-    VariantClear(&v);
-  } catch (...) {
-  }
+VARIANT missing_value() {
+  VARIANT v;
+  VariantInit(&v);
+  v.vt = VT_ERROR;
+  v.scode = DISP_E_PARAMNOTFOUND;
+  return v;
 }
 
-// The caller's variable behind argument v, or null for a by-value argument.
-VARIANT* variable_of(VARIANT& v) { return (v.vt & VT_BYREF) ? follow(&v) : nullptr; }
+bool is_object(const VARIANT& v) { return (v.vt & ~VT_BYREF) == VT_DISPATCH; }
+
+// A number the parameter's type takes on entry; what holds none is refused
+// naming the argument.  An object gives its default member's value (its
+// own failures pass as they are).
+Variant number_on_entry(const VARIANT& v, UINT k) {
+  Variant x;
+  if (is_object(v)) x = kor_value(v);
+  else if ((v.vt & VT_ARRAY) || (v.vt & ~VT_BYREF) == VT_UNKNOWN) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  else {
+    try {
+      x = kor_value(v);
+    } catch (const Error&) {
+      throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+    }
+  }
+  if (!x.is_numeric() && !x.is_empty() && x.type() != Variant::Type::Boolean) {
+    try {
+      (void)x.to_double();  // a text that holds a number is one
+    } catch (const Error&) {
+      throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+    }
+  }
+  return x;
+}
 
 }  // namespace
 
 Arguments::~Arguments() {
-  for (std::size_t i = 0; i < variants_back_.used; ++i) write_back(variants_back_.items[i]->target, variants_back_.items[i]->value);
-  for (std::size_t i = 0; i < doubles_back_.used; ++i)
-    write_back(doubles_back_.items[i]->target, Variant(doubles_back_.items[i]->value));
-  for (std::size_t i = 0; i < shorts_back_.used; ++i)
-    write_back(shorts_back_.items[i]->target, Variant(static_cast<short>(shorts_back_.items[i]->value)));
+  if (!finished_) {
+    // The method failed: what it changed still reaches the caller, as far
+    // as it fits; the method's own error is the one reported.
+    try {
+      write_back(false);
+    } catch (...) {
+    }
+  }
+  for (std::size_t i = 0; i < locals_used_; ++i) VariantClear(&locals_[i]);
+}
+
+void Arguments::write_back(bool all) {
+  finished_ = true;
+  for (std::size_t i = 0; i < shorts_back_.used; ++i) {
+    const ShortBack& b = *shorts_back_.items[i];
+    if (b.target && (all || b.value != b.entry)) assign_status(*b.target, b.value);
+  }
 }
 
 void Arguments::expect(UINT required, UINT total) const {
@@ -66,66 +72,84 @@ void Arguments::expect(UINT required, UINT total) const {
     if (omitted(k)) throw ArgumentError{k < count_ ? DISP_E_PARAMNOTOPTIONAL : DISP_E_BADPARAMCOUNT, k};
 }
 
-VARIANT& Arguments::at(UINT k) const { return args_[k]; }
-
 bool Arguments::omitted(UINT k) const {
   if (k >= count_) return true;
   const VARIANT* v = follow(&at(k));
   return v->vt == VT_ERROR && v->scode == DISP_E_PARAMNOTFOUND;
 }
 
-Variant Arguments::value(UINT k) const {
-  if (omitted(k)) return Variant::missing();
-  const VARIANT* v = follow(&at(k));
-  if (v->vt & VT_ARRAY) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
-  const VARTYPE base = v->vt & VT_TYPEMASK;
-  if (base == VT_DISPATCH || base == VT_UNKNOWN || base == VT_RECORD) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
-  try {
-    return kor_value(*v);
-  } catch (const Error&) {
-    throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+// A VARIANT of the call's own: a copy of *copy_of (its referent when it is a
+// typed reference), or "missing" when copy_of is null.
+VARIANT& Arguments::local(const VARIANT* copy_of, UINT k) {
+  if (locals_used_ == kSlots) throw ArgumentError{DISP_E_BADPARAMCOUNT, static_cast<UINT>(kSlots)};
+  VARIANT& v = locals_[locals_used_];
+  if (!copy_of) {
+    v = missing_value();
+  } else {
+    VariantInit(&v);
+    const HRESULT hr = VariantCopyInd(&v, const_cast<VARIANT*>(copy_of));
+    if (hr == E_OUTOFMEMORY) throw std::bad_alloc();
+    if (FAILED(hr)) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   }
+  ++locals_used_;
+  return v;
 }
 
-double Arguments::real(UINT k) const {
+const VARIANT& Arguments::value(UINT k) {
+  if (k >= count_) return local(nullptr, k);
+  VARIANT& v = at(k);
+  // A value that came by reference is copied on entry, as a by-value
+  // parameter is: the caller's later changes to its variable do not reach it.
+  return (v.vt & VT_BYREF) ? local(follow(&v), k) : v;
+}
+
+VARIANT& Arguments::ref(UINT k) {
+  if (k >= count_) return local(nullptr, k);
+  VARIANT& v = at(k);
+  // A value sent by value has no variable: the method writes into a local.
+  return (v.vt & VT_BYREF) ? v : local(&v, k);
+}
+
+double Arguments::real(UINT k) {
   if (omitted(k)) return 0.0;
-  const Variant v = value(k);
-  try {
-    return v.to_double();
-  } catch (const Error&) {
-    throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  return number_on_entry(*follow(&at(k)), k).to_double();
+}
+
+VARIANT& Arguments::real_ref(UINT k) {
+  if (omitted(k)) {
+    VARIANT zero;
+    zero.vt = VT_R8;
+    zero.dblVal = 0.0;
+    return local(&zero, k);
   }
-}
-
-std::string Arguments::text(UINT k) const {
-  const Variant v = value(k);
-  if (v.is_string()) return std::string(v.string_value());
-  if (v.is_missing()) throw ArgumentError{DISP_E_PARAMNOTOPTIONAL, k};
-  return v.to_string();
-}
-
-Variant& Arguments::ref(UINT k) {
-  Variant local = value(k);
-  // An omitted argument or one passed by value has no variable to write back to.
-  return variants_back_.add(k < count_ ? variable_of(at(k)) : nullptr, std::move(local)).value;
-}
-
-double& Arguments::real_ref(UINT k) {
-  const double x = real(k);
-  VARIANT* target = k < count_ ? variable_of(at(k)) : nullptr;
-  return doubles_back_.add(target, x).value;
+  number_on_entry(*follow(&at(k)), k);
+  return ref(k);
 }
 
 std::int16_t& Arguments::short_ref(UINT k) {
-  const Variant v = value(k);
   std::int16_t s = 0;
-  try {
-    s = v.is_missing() ? 0 : v.to_int16();
-  } catch (const Error&) {
-    throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  if (!omitted(k)) {
+    const Variant v = number_on_entry(*follow(&at(k)), k);
+    try {
+      s = v.to_int16();
+    } catch (const Error&) {
+      throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+    }
   }
-  VARIANT* target = k < count_ ? variable_of(at(k)) : nullptr;
+  VARIANT* target = k < count_ && (at(k).vt & VT_BYREF) ? &at(k) : nullptr;
   return shorts_back_.add(target, s).value;
+}
+
+std::string Arguments::text(UINT k) const {
+  if (omitted(k)) throw ArgumentError{DISP_E_PARAMNOTOPTIONAL, k};
+  const VARIANT& v = *follow(&at(k));
+  const VARTYPE type = v.vt & ~VT_BYREF;
+  if ((v.vt & VT_ARRAY) || type == VT_ERROR || type == VT_UNKNOWN) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  // An object gives its default member's value; Null is no text (error 94).
+  const Variant x = kor_value(v);
+  if (x.is_null()) throw Error(err::kInvalidNull);
+  if (x.is_string()) return std::string(x.string_value());
+  return x.to_string();
 }
 
 SAFEARRAY* Arguments::array(UINT k, VARTYPE element) const {
@@ -144,28 +168,27 @@ DoubleView& Arguments::doubles(UINT k) {
   return double_views_.add(array(k, VT_R8));
 }
 
-StringArray Arguments::strings(UINT k) const {
-  if (k >= count_) throw ArgumentError{DISP_E_PARAMNOTOPTIONAL, k};
+ArrayArgument Arguments::unlocked(UINT k, VARTYPE element) const {
+  array(k, element);
+  return ArrayArgument{&at(k), element};
+}
+
+bool Arguments::text_array(UINT k) const {
+  if (k >= count_) return false;
   const VARIANT* v = follow(&at(k));
-  const VARTYPE element = v->vt & VT_TYPEMASK;
-  if (!(v->vt & VT_ARRAY) || (element != VT_BSTR && element != VT_VARIANT)) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
-  SAFEARRAY* sa = (v->vt & VT_BYREF) ? *v->pparray : v->parray;
+  return v->vt == (VT_ARRAY | VT_BSTR) || v->vt == (VT_BYREF | VT_ARRAY | VT_BSTR);
+}
+
+StringArray Arguments::strings(UINT k) const {
+  SAFEARRAY* sa = array(k, VT_BSTR);
   if (!sa) return StringArray();
-  const UINT dims = SafeArrayGetDim(sa);
-  if (dims != 1) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
+  if (SafeArrayGetDim(sa) != 1) throw ArgumentError{DISP_E_TYPEMISMATCH, k};
   LONG lo = 0, hi = -1;
   SafeArrayGetLBound(sa, 1, &lo);
   SafeArrayGetUBound(sa, 1, &hi);
   StringArray out(Bounds{lo, hi});
-  if (element == VT_BSTR) {
-    ArrayView<BSTR> view(sa);
-    for (LONG i = lo; i <= hi; ++i) out(i) = narrow(view(i), SysStringLen(view(i)));
-  } else {
-    VariantView view(sa);
-    // A cell that holds no text reads as the text of its value, as a
-    // String parameter would receive it.
-    for (LONG i = lo; i <= hi; ++i) out(i) = kor_value(view(i)).to_string();
-  }
+  ArrayView<BSTR> view(sa);
+  for (LONG i = lo; i <= hi; ++i) out(i) = narrow(view(i), SysStringLen(view(i)));
   return out;
 }
 
@@ -174,6 +197,7 @@ IDispatch* Arguments::object(UINT k) const {
   const VARIANT* v = follow(&at(k));
   if (v->vt == VT_DISPATCH) return v->pdispVal;
   if (v->vt == (VT_BYREF | VT_DISPATCH)) return *v->ppdispVal;
+  if (v->vt == VT_EMPTY) return nullptr;  // an object variable never set
   throw ArgumentError{DISP_E_TYPEMISMATCH, k};
 }
 

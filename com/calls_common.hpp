@@ -45,7 +45,7 @@ void fill_exception(EXCEPINFO* excep, const wchar_t* source, const Error& e);
 // S_OK; DISP_E_EXCEPTION with the EXCEPINFO of a runtime error or of the
 // client's own failure (passed on unchanged); DISP_E_TYPEMISMATCH and the
 // others of a bad argument, naming it in *arg_err.  The by-reference scalars
-// are written back before the answer, whatever it is.
+// hold what the method wrote, whatever the answer.
 template <class Body>
 HRESULT guarded_call(const wchar_t* source, VARIANT* result, EXCEPINFO* excep, UINT* arg_err, Body body, VARIANT* args,
                      UINT count) {
@@ -53,6 +53,7 @@ HRESULT guarded_call(const wchar_t* source, VARIANT* result, EXCEPINFO* excep, U
   try {
     Arguments a(args, count);
     body(a, out);
+    a.finish();
     return S_OK;
   } catch (const ArgumentError& e) {
     if (arg_err) *arg_err = e.position;

@@ -31,9 +31,13 @@ void run(DISPID id, Arguments& a, Result& out) {
     }
     case kNewtonI: {
       a.expect(8, 12);
-      const StringArray rov = a.strings(0);
-      out.set(interpreter::newton_i(rov, a.value(1), a.value(2), a.variants(4), a.variants(5), a.variants(6), a.ref(7),
-                                    a.value(8), a.value(9), a.value(10), a.value(11)));
+      // Rov: a String array, read once, or a Variant array whose cells are read as texts where used.
+      auto solve = [&](const auto& rov) {
+        out.set(interpreter::newton_i(rov, a.value(1), a.value(2), a.variants(4), a.variants(5), a.variants(6),
+                                      a.ref(7), a.value(8), a.value(9), a.value(10), a.value(11)));
+      };
+      if (a.text_array(0)) solve(a.strings(0));
+      else solve(a.variants(0));
       return;
     }
     case kFminI:
@@ -42,15 +46,18 @@ void run(DISPID id, Arguments& a, Result& out) {
       const std::string rov = a.text(0);
       VariantView& x = a.variants(2);
       VariantView& z = a.variants(3);
-      Variant& itmax = a.ref(5);
+      VARIANT& itmax = a.ref(5);
       out.set(id == kFminI ? interpreter::fmin_i<false>(rov, a.value(1), x, z, a.value(4), itmax)
                            : interpreter::fmin_i<true>(rov, a.value(1), x, z, a.value(4), itmax));
       return;
     }
     case kRkmI: {
       a.expect(8, 8);
-      const StringArray rov = a.strings(0);
-      interpreter::rkm_i(rov, a.value(1), a.ref(2), a.ref(3), a.variants(4), a.value(5), a.ref(6), a.variants(7));
+      auto solve = [&](const auto& rov) {
+        interpreter::rkm_i(rov, a.value(1), a.ref(2), a.ref(3), a.variants(4), a.value(5), a.ref(6), a.variants(7));
+      };
+      if (a.text_array(0)) solve(a.strings(0));
+      else solve(a.variants(0));
       return;
     }
     default:

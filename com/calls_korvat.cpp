@@ -1,6 +1,8 @@
 // Korvat's methods over the caller's VARIANTs and SAFEARRAYs: the same
-// algorithm templates as the C++ class, instantiated for views over the
-// client's own storage.
+// algorithm templates as the C++ class, instantiated for the client's own
+// storage: its arrays in place, its by-reference scalars as its variables,
+// its by-value Variants as it sent them, each converted where the algorithm
+// first uses it.
 #include "calls.hpp"
 #include "calls_common.hpp"
 
@@ -32,14 +34,15 @@ enum Member : DISPID {
 constexpr DISPID kDoubleOffset = 0x11;
 
 // What differs between the two flavours at the component's surface: the
-// element type of the arrays, the type of the real scalars, and the
-// object's members kept for each flavour.
+// element type of the arrays, the type of the real scalars (a Variant, or a
+// double converted on entry), and the object's members kept for each flavour.
 struct VariantFace {
   static constexpr bool is_double = false;
+  static constexpr VARTYPE element = VT_VARIANT;
   using Flavour = VariantFlavour;
   static VariantView& array(Arguments& a, UINT k) { return a.variants(k); }
-  static Variant real(Arguments& a, UINT k) { return a.value(k); }
-  static Variant& real_ref(Arguments& a, UINT k) { return a.ref(k); }
+  static const VARIANT& real(Arguments& a, UINT k) { return a.value(k); }
+  static VARIANT& real_ref(Arguments& a, UINT k) { return a.ref(k); }
   static Variant result(double x) { return Variant(x); }
   static double& rkm_step(Korvat::State& s) { return s.rkm_step_variant; }
   static VariantArray& sinterp(Korvat::State& s) { return s.sinterp_variant; }
@@ -47,10 +50,11 @@ struct VariantFace {
 
 struct DoubleFace {
   static constexpr bool is_double = true;
+  static constexpr VARTYPE element = VT_R8;
   using Flavour = DoubleFlavour;
   static DoubleView& array(Arguments& a, UINT k) { return a.doubles(k); }
   static double real(Arguments& a, UINT k) { return a.real(k); }
-  static double& real_ref(Arguments& a, UINT k) { return a.real_ref(k); }
+  static VARIANT& real_ref(Arguments& a, UINT k) { return a.real_ref(k); }
   static double result(double x) { return x; }
   static double& rkm_step(Korvat::State& s) { return s.rkm_step_double; }
   static DoubleArray& sinterp(Korvat::State& s) { return s.sinterp_double; }
@@ -66,10 +70,11 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
     case kNewton: {
       a.expect(8, 12);
       ComClient g(a.object(0));
+      // z goes to Fun as the caller sent it: the method never reads it.
+      ArrayArgument z = a.unlocked(6, F::element);
       out.set(Variant(static_cast<short>(solvers::newton<Flavour>(g, a.value(1), a.value(2), F::array(a, 4),
-                                                                  a.variants(5), F::array(a, 6), a.ref(7),
-                                                                  F::real(a, 8), a.value(9), a.value(10),
-                                                                  F::real(a, 11)))));
+                                                                  a.variants(5), z, a.ref(7), F::real(a, 8),
+                                                                  a.value(9), a.value(10), F::real(a, 11)))));
       return;
     }
     case kGauss:
@@ -79,8 +84,9 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
     case kRkm: {
       a.expect(8, 8);
       ComClient g(a.object(0));
+      ArrayArgument zz = a.unlocked(7, F::element);  // handed to FKT only
       solvers::rkm<Flavour>(g, F::rkm_step(state), a.value(1), F::real_ref(a, 2), F::real_ref(a, 3), F::array(a, 4),
-                            number_of(F::real(a, 5)), a.ref(6), F::array(a, 7));
+                            F::real(a, 5), a.ref(6), zz);
       return;
     }
     case kFmin:
@@ -142,7 +148,7 @@ void run(Korvat& self, DISPID member, Arguments& a, Result& out) {
       return;
     case kSplder: {
       a.expect(6, 6);
-      const std::int32_t imin = int32_of(a.value(0)), imax = int32_of(a.value(1));
+      const std::int32_t imin = int32_of(a.ref(0)), imax = int32_of(a.ref(1));
       out.set(F::result(interp::splder(imin, imax, F::array(a, 2), F::array(a, 3), F::array(a, 4),
                                        number_of(F::real_ref(a, 5)))));
       return;

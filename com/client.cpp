@@ -44,14 +44,14 @@ void each_pair(SafeArray<T>& a, SAFEARRAY* sa, F f) {
 }  // namespace
 
 ComClient::ComClient(IDispatch* g) : g_(g) {
-  if (!g_) throw Error(91, "Object variable or With block variable not set");
+  if (!g_) return;
   g_->AddRef();
   if (FAILED(g_->QueryInterface(kIIDDispatchEx, reinterpret_cast<void**>(&script_)))) script_ = nullptr;
 }
 
 ComClient::~ComClient() {
   if (script_) script_->Release();
-  g_->Release();
+  if (g_) g_->Release();
 }
 
 DISPID ComClient::id_of(std::string_view member) {
@@ -80,13 +80,46 @@ void ComClient::bind(Slot& s, Variant& v) {
   s.arg.pvarVal = &s.holder;
 }
 
-void ComClient::bind(Slot& s, double& d) {
-  s.arg.vt = VT_BYREF | VT_R8;
-  s.arg.pdblVal = &d;
+void ComClient::bind(Slot& s, VARIANT& v) {
+  if (v.vt & VT_BYREF) {
+    s.arg = v;  // already a reference to the caller's variable
+  } else {
+    s.arg.vt = VT_BYREF | VT_VARIANT;
+    s.arg.pvarVal = &v;
+  }
+}
+
+void ComClient::bind(Slot& s, ArrayArgument& a) {
+  VARIANT& arg = *a.arg;
+  if (arg.vt == (VT_BYREF | VT_VARIANT)) {
+    if (script_) {
+      s.arg = arg;  // the caller's Variant, as a script passes it on
+      return;
+    }
+    VARIANT* v = arg.pvarVal;
+    while (v->vt == (VT_BYREF | VT_VARIANT) && v->pvarVal) v = v->pvarVal;
+    s.arg.vt = VT_BYREF | VT_ARRAY | a.element;
+    s.arg.pparray = (v->vt & VT_BYREF) ? v->pparray : &v->parray;
+    return;
+  }
+  SAFEARRAY** array = (arg.vt & VT_BYREF) ? arg.pparray : &arg.parray;
+  if (script_) {
+    // A script writes into an array only through a Variant that holds it;
+    // whatever it leaves there becomes the caller's array.
+    s.holder.vt = VT_ARRAY | a.element;
+    s.holder.parray = *array;
+    s.handed = array;
+    s.arg.vt = VT_BYREF | VT_VARIANT;
+    s.arg.pvarVal = &s.holder;
+  } else {
+    s.arg.vt = VT_BYREF | VT_ARRAY | a.element;
+    s.arg.pparray = array;
+  }
 }
 
 void ComClient::bind_array(Slot& s, SAFEARRAY* sa, VARTYPE element) {
   s.array = sa;
+  s.worked_on = sa;
   if (script_) {
     s.holder.vt = VT_ARRAY | element;
     s.holder.parray = sa;
@@ -125,6 +158,7 @@ void ComClient::dispatch(std::string_view member, Slot* slots, std::size_t count
   UINT arg_err = 0;
   HRESULT hr = S_OK;
   try {
+    if (!g_) throw Error(err::kObjectNotSet);
     const DISPID id = id_of(member);
     hr = g_->Invoke(id, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_METHOD, &params, result, &info, &arg_err);
   } catch (...) {
@@ -132,10 +166,30 @@ void ComClient::dispatch(std::string_view member, Slot* slots, std::size_t count
     throw;
   }
   // What the client wrote comes back, whether or not it succeeded.
-  bool unreadable = false;
+  bool unreadable = false, replaced = false;
   for (std::size_t k = 0; k < count; ++k) {
     Slot& s = slots[k];
+    if (s.worked_on) {
+      // The array stays locked while the method works on it: a client that
+      // re-dimensioned it anyway (a script does, into the Variant that holds
+      // it) made a new one, which is dropped, and fails as the runtime fails.
+      if (script_ && !((s.holder.vt & VT_ARRAY) && s.holder.parray == s.worked_on)) {
+        replaced = true;
+        VariantClear(&s.holder);
+      } else if (!script_ && s.array != s.worked_on) {
+        replaced = true;
+        SafeArrayDestroy(s.array);
+      }
+    }
     try {
+      if (s.handed) {
+        if (s.holder.vt & VT_ARRAY) {
+          *s.handed = s.holder.parray;
+        } else {  // the client put something else there and let the array go
+          *s.handed = nullptr;
+          VariantClear(&s.holder);
+        }
+      }
       if (s.variant) *s.variant = kor_value(s.holder);
       if (s.variant_array)
         each_pair<Variant, VARIANT>(*s.variant_array, s.made, [](Variant& to, VARIANT& from) { to = kor_value(from); });
@@ -151,6 +205,7 @@ void ComClient::dispatch(std::string_view member, Slot* slots, std::size_t count
     if (hr == DISP_E_MEMBERNOTFOUND || hr == DISP_E_UNKNOWNNAME) throw Error(err::kNoMember);
     throw ClientFailure{hr, info};
   }
+  if (replaced) throw Error(err::kArrayLocked);
   if (unreadable) throw Error(err::kTypeMismatch);
 }
 

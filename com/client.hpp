@@ -4,8 +4,10 @@
 // args...) with their arguments by reference.  Each argument reaches the
 // client by reference:
 //  - the caller's own arrays as the caller's own SAFEARRAY (nothing copied);
-//  - the method's Variants and doubles as VT_BYREF VARIANTs over the
-//    method's own locals;
+//    an array the method only hands on (ArrayArgument) as the caller's own
+//    reference to it, so the client may re-dimension it;
+//  - the caller's by-reference scalars as the caller's own variables;
+//  - the method's own Variants as VT_BYREF VARIANTs over them;
 //  - the method's working arrays (kor::SafeArray) as a SAFEARRAY made for
 //    the call, filled before it and read back after it, so what the client
 //    writes is what the method reads next.
@@ -32,14 +34,10 @@
 
 namespace kor::com {
 
-// A failure of the client's member, passed to the method's caller as it is.
-struct ClientFailure {
-  HRESULT hr;
-  EXCEPINFO info;  // owned; filled when hr is DISP_E_EXCEPTION
-};
-
 class ComClient {
  public:
+  // A null g (Nothing) is error 91 at the first call, as the runtime fails
+  // where the object is used.
   explicit ComClient(IDispatch* g);
   ~ComClient();
   ComClient(const ComClient&) = delete;
@@ -74,7 +72,9 @@ class ComClient {
     VARIANT arg;        // what the client receives (in reverse order)
     VARIANT holder;     // a VARIANT the argument points at, when it needs one
     SAFEARRAY* array = nullptr;  // the caller's array or one made for the call
+    SAFEARRAY* worked_on = nullptr;  // an array the method works on: the client may not replace it
     SAFEARRAY* made = nullptr;   // made for the call: destroyed after it
+    SAFEARRAY** handed = nullptr;  // the caller's reference to an array handed on in `holder`
     Variant* variant = nullptr;  // a method's Variant, read back after the call
     VariantArray* variant_array = nullptr;
     DoubleArray* double_array = nullptr;
@@ -89,7 +89,8 @@ class ComClient {
   }
 
   void bind(Slot& s, Variant& v);
-  void bind(Slot& s, double& d);
+  void bind(Slot& s, VARIANT& v);
+  void bind(Slot& s, ArrayArgument& a);
   void bind(Slot& s, VariantView& a);
   void bind(Slot& s, DoubleView& a);
   void bind(Slot& s, VariantArray& a);

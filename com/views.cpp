@@ -31,6 +31,35 @@ const VARIANT& target(const VARIANT& v) {
   return *p;
 }
 
+// The value of an object's default member, as the runtime reads an object
+// where it needs a value.  The result may be an object again: it is read the
+// same way, a few levels deep at most.
+kor::Variant default_value(IDispatch* object, int depth) {
+  if (!object) throw kor::Error(kor::err::kObjectNotSet);
+  if (depth > 8) throw kor::Error(kor::err::kTypeMismatch);
+  DISPPARAMS none{nullptr, nullptr, 0, 0};
+  EXCEPINFO info{};
+  UINT arg_err = 0;
+  VARIANT r;
+  VariantInit(&r);
+  const HRESULT hr =
+      object->Invoke(DISPID_VALUE, IID_NULL, LOCALE_USER_DEFAULT, DISPATCH_PROPERTYGET, &none, &r, &info, &arg_err);
+  if (FAILED(hr)) {
+    VariantClear(&r);
+    if (hr == DISP_E_MEMBERNOTFOUND || hr == DISP_E_UNKNOWNNAME || hr == E_NOTIMPL || hr == DISP_E_BADPARAMCOUNT)
+      throw kor::Error(kor::err::kNoMember);
+    if (hr == DISP_E_EXCEPTION && info.pfnDeferredFillIn) info.pfnDeferredFillIn(&info);
+    throw kor::com::ClientFailure{hr, info};
+  }
+  struct Clear {
+    VARIANT& v;
+    ~Clear() { VariantClear(&v); }
+  } clear{r};
+  const VARTYPE type = r.vt & ~VT_BYREF;
+  if (type == VT_DISPATCH) return default_value((r.vt & VT_BYREF) ? *r.ppdispVal : r.pdispVal, depth + 1);
+  return kor_value(r);
+}
+
 }  // namespace
 
 kor::Variant kor_value(const VARIANT& in) {
@@ -55,6 +84,8 @@ kor::Variant kor_value(const VARIANT& in) {
       const BSTR s = ref ? *v.pbstrVal : v.bstrVal;
       return kor::Variant(kor::com::narrow(s, SysStringLen(s)));
     }
+    case VT_DISPATCH:
+      return default_value(ref ? *v.ppdispVal : v.pdispVal, 0);
     case VT_ERROR:
       if ((ref ? *v.pscode : v.scode) == DISP_E_PARAMNOTFOUND) return kor::Variant::missing();
       throw kor::Error(kor::err::kTypeMismatch);
@@ -148,32 +179,64 @@ bool is_missing(const VARIANT& in) {
 
 namespace {
 
-// The VARIANT to write: a by-reference VARIANT is followed; a typed
-// by-reference one (VT_BYREF | VT_R8, ...) is written through its pointer.
-template <class Set>
-void write(VARIANT& in, const kor::Variant& value, Set set_plain) {
+// A typed variable of the caller's (VT_BYREF | type) receives `value`
+// converted to its type as the runtime converts on assignment.
+void store_typed(VARIANT& p, const kor::Variant& value) {
+  const VARTYPE type = p.vt & ~VT_BYREF;
+  VARIANT from, to;
+  to_variant(value, from);
+  VariantInit(&to);
+  const HRESULT hr = VariantChangeType(&to, &from, 0, type);
+  VariantClear(&from);
+  if (FAILED(hr)) {
+    VariantClear(&to);
+    throw kor::Error(hr == DISP_E_OVERFLOW ? kor::err::kOverflow : kor::err::kTypeMismatch);
+  }
+  switch (type) {
+    case VT_UI1: *p.pbVal = to.bVal; return;
+    case VT_I1: *p.pcVal = to.cVal; return;
+    case VT_I2: *p.piVal = to.iVal; return;
+    case VT_UI2: *p.puiVal = to.uiVal; return;
+    case VT_I4: *p.plVal = to.lVal; return;
+    case VT_UI4: *p.pulVal = to.ulVal; return;
+    case VT_INT: *p.pintVal = to.intVal; return;
+    case VT_UINT: *p.puintVal = to.uintVal; return;
+    case VT_I8: *p.pllVal = to.llVal; return;
+    case VT_UI8: *p.pullVal = to.ullVal; return;
+    case VT_R4: *p.pfltVal = to.fltVal; return;
+    case VT_R8: *p.pdblVal = to.dblVal; return;
+    case VT_CY: *p.pcyVal = to.cyVal; return;
+    case VT_DATE: *p.pdate = to.date; return;
+    case VT_BOOL: *p.pboolVal = to.boolVal; return;
+    case VT_DECIMAL: {
+      // A DECIMAL inside a VARIANT keeps the VARIANT's type in wReserved.
+      const USHORT reserved = p.pdecVal->wReserved;
+      *p.pdecVal = to.decVal;
+      p.pdecVal->wReserved = reserved;
+      return;
+    }
+    case VT_BSTR:
+      SysFreeString(*p.pbstrVal);
+      *p.pbstrVal = to.bstrVal;
+      return;
+    default:
+      VariantClear(&to);
+      throw kor::Error(kor::err::kTypeMismatch);
+  }
+}
+
+void write(VARIANT& in, const kor::Variant& value) {
   VARIANT* p = &in;
   while (p->vt == (VT_BYREF | VT_VARIANT) && p->pvarVal) p = p->pvarVal;
+  if ((p->vt & VT_BYREF) && !(p->vt & VT_ARRAY)) return store_typed(*p, value);
   if (p->vt & VT_BYREF) {
-    switch (p->vt & ~VT_BYREF) {
-      case VT_R8:
-        *p->pdblVal = value.to_double();
-        return;
-      case VT_R4:
-        *p->pfltVal = static_cast<float>(value.to_double());
-        return;
-      case VT_I2:
-        *p->piVal = value.to_int16();
-        return;
-      case VT_I4:
-        *p->plVal = value.to_int32();
-        return;
-      default:
-        throw kor::Error(kor::err::kTypeMismatch);
-    }
+    // An array variable passed in its own type is no Variant that can take
+    // a number; a Variant that refers to an array is simply overwritten.
+    if (p == &in) throw kor::Error(kor::err::kTypeMismatch);
+  } else if (VariantClear(p) == DISP_E_ARRAYISLOCKED) {
+    throw kor::Error(kor::err::kArrayLocked);
   }
-  if (p->vt != VT_R8 && p->vt != VT_I2 && p->vt != VT_I4 && p->vt != VT_EMPTY) VariantClear(p);
-  set_plain(*p);
+  to_variant(value, *p);
 }
 
 }  // namespace
@@ -183,26 +246,20 @@ void assign_number(VARIANT& v, double x) {
     v.dblVal = x;
     return;
   }
-  write(v, kor::Variant(x), [x](VARIANT& p) {
-    p.vt = VT_R8;
-    p.dblVal = x;
-  });
+  write(v, kor::Variant(x));
 }
 
-void assign_status(VARIANT& v, std::int16_t s) {
-  write(v, kor::Variant(static_cast<short>(s)), [s](VARIANT& p) {
-    p.vt = VT_I2;
-    p.iVal = s;
-  });
-}
+void assign_status(VARIANT& v, std::int16_t s) { write(v, kor::Variant(static_cast<short>(s))); }
 
-void assign_count(VARIANT& v, std::int32_t c) {
-  const kor::Variant value(static_cast<int>(c));
-  write(v, value, [&value](VARIANT& p) { to_variant(value, p); });
-}
+void assign_count(VARIANT& v, std::int32_t c) { write(v, kor::Variant(static_cast<int>(c))); }
 
-void assign_value(VARIANT& cell, const kor::Variant& v) {
-  write(cell, v, [&v](VARIANT& p) { to_variant(v, p); });
+void assign_value(VARIANT& cell, const kor::Variant& v) { write(cell, v); }
+
+std::string text_of(const VARIANT& cell) {
+  const VARIANT& v = target(cell);
+  if (v.vt == VT_BSTR) return kor::com::narrow(v.bstrVal, SysStringLen(v.bstrVal));
+  if (v.vt == (VT_BYREF | VT_BSTR)) return kor::com::narrow(*v.pbstrVal, SysStringLen(*v.pbstrVal));
+  throw kor::Error((v.vt & ~VT_BYREF) == VT_NULL ? kor::err::kInvalidNull : kor::err::kTypeMismatch);
 }
 
 bool cell_is_name(const VARIANT& in, std::string_view upper_name) {

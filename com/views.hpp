@@ -1,11 +1,16 @@
 // The caller's VARIANTs and SAFEARRAYs as the algorithms see them.
 //
-// The algorithms are templates that read a cell with number_of(), write one
-// with assign_number() and so on (component/elements.hpp).  The overloads
-// below serve a VARIANT cell; ArrayView<Cell> serves a SAFEARRAY of VARIANT
-// or of double in place, with the checked a(i) / a(i, j) access of
-// kor::SafeArray (a position outside the bounds is error 9).  Nothing is
-// copied: a method that reads three elements of a million reads three.
+// The algorithms are templates that read a cell or a scalar with
+// number_of(), write one with assign_number() and so on
+// (component/elements.hpp).  The overloads below serve a VARIANT: an array
+// cell, or a scalar argument as the client sent it.  A by-reference scalar
+// (VT_BYREF | VT_VARIANT, or VT_BYREF | VT_R8, VT_BYREF | VT_UI1, ... for a
+// typed variable) is the caller's own variable, so a write lands there at the
+// moment the algorithm makes it and a read sees what a client callback left
+// there.  ArrayView<Cell> serves a SAFEARRAY of VARIANT or of double in
+// place, with the checked a(i) / a(i, j) access of kor::SafeArray (a
+// position outside the bounds is error 9).  Nothing is copied: a method that
+// reads three elements of a million reads three.
 #pragma once
 
 #include <windows.h>
@@ -24,7 +29,9 @@
 // the global namespace) ----
 
 // The scalar a VARIANT holds, as a kor::Variant (a VT_BYREF one is followed).
-// Arrays, objects and error values other than "missing" are error 13.
+// An object is read through its default member (DISPID_VALUE, property get):
+// Nothing is error 91, an object without one error 438.  Arrays and error
+// values other than "missing" are error 13.
 kor::Variant kor_value(const VARIANT& v);
 // A kor::Variant into a VARIANT that the caller has cleared or owns.
 void to_variant(const kor::Variant& value, VARIANT& out);
@@ -35,6 +42,11 @@ std::int16_t int16_of(const VARIANT& v);
 std::int32_t int32_of(const VARIANT& v);
 bool is_missing(const VARIANT& v);
 inline kor::Variant cell_value(const VARIANT& v) { return kor_value(v); }
+// Writes into a cell or into the caller's variable.  A Variant is overwritten
+// whatever it held (an array, an object, an error value); a typed variable
+// (VT_BYREF | VT_UI1, VT_BYREF | VT_BSTR, ...) receives the value converted to
+// its type as the runtime converts it: error 6 when it does not fit, 13 when
+// it does not convert; a Variant holding a locked array is error 10.
 void assign_value(VARIANT& cell, const kor::Variant& v);
 void assign_status(VARIANT& v, std::int16_t s);
 inline void assign_integer(VARIANT& v, std::int16_t s) { assign_status(v, s); }
@@ -47,8 +59,25 @@ inline void swap_cells(VARIANT& a, VARIANT& b) noexcept {
 // The evaluator's view of a table or vector cell.
 bool cell_is_name(const VARIANT& cell, std::string_view upper_name);
 inline double cell_number(const VARIANT& cell) { return number_of(cell); }
+// A cell of a text array (Rov): a string; Null is error 94, anything else 13.
+std::string text_of(const VARIANT& cell);
 
 namespace kor::com {
+
+// A failure of a client's member (a callback, or an object's default
+// member), passed to the method's caller as it is.
+struct ClientFailure {
+  HRESULT hr;
+  EXCEPINFO info;  // owned; filled when hr is DISP_E_EXCEPTION
+};
+
+// An array argument that the method only hands on to the client's callback
+// (Newton's z, Rkm's zz): the argument as the caller sent it, checked to be
+// an array of `element` but not locked, so the callback may re-dimension it.
+struct ArrayArgument {
+  VARIANT* arg;
+  VARTYPE element;
+};
 
 // UTF-16 <-> UTF-8.
 std::string narrow(const wchar_t* text, std::size_t length);
