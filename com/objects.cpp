@@ -11,7 +11,9 @@
 
 #include <ocidl.h>
 
+#include <algorithm>
 #include <climits>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -204,17 +206,35 @@ class Object : public Interface, public ISupportErrorInfo, public IProvideClassI
     // Every member is a method; VB sends a function call as METHOD | PROPERTYGET.
     if (!(flags & DISPATCH_METHOD)) return DISP_E_MEMBERNOTFOUND;
     if (!params) return E_INVALIDARG;
-    if (params->cNamedArgs != 0) return DISP_E_NONAMEDARGS;
     const int parameters = info_->parameter_count(id);
     if (parameters < 0) return DISP_E_MEMBERNOTFOUND;
-    const UINT count = params->cArgs;
-    if (count > static_cast<UINT>(parameters) || count > kMaxArguments) return DISP_E_BADPARAMCOUNT;
-    if (count && !params->rgvarg) return E_INVALIDARG;
+    const UINT total = params->cArgs, named = params->cNamedArgs;
+    if (named > total || (named && !params->rgdispidNamedArgs)) return E_INVALIDARG;
+    if (total > static_cast<UINT>(parameters) || total > kMaxArguments) return DISP_E_BADPARAMCOUNT;
+    if (total && !params->rgvarg) return E_INVALIDARG;
+
+    // Where each parameter's VARIANT is in rgvarg: the positional ones last
+    // to first, then the named ones (rgdispidNamedArgs holds the positions
+    // that GetIDsOfNames gave for the parameter names).
+    UINT from[kMaxArguments];
+    std::fill(std::begin(from), std::end(from), UINT_MAX);
+    UINT count = total - named;
+    for (UINT i = 0; i < count; ++i) from[i] = total - 1 - i;
+    for (UINT j = 0; j < named; ++j) {
+      const DISPID p = params->rgdispidNamedArgs[j];
+      if (p < 0 || p >= parameters || from[p] != UINT_MAX) {
+        if (arg_err) *arg_err = j;
+        return DISP_E_PARAMNOTFOUND;
+      }
+      from[p] = j;
+      count = std::max(count, static_cast<UINT>(p) + 1);
+    }
 
     // The client's VARIANTs, shallow, in declaration order: by-reference
-    // pointers keep pointing at the client's storage.
+    // pointers keep pointing at the client's storage.  A parameter skipped
+    // between named ones is omitted.
     VARIANT args[kMaxArguments];
-    for (UINT i = 0; i < count; ++i) args[i] = params->rgvarg[count - 1 - i];
+    for (UINT i = 0; i < count; ++i) args[i] = from[i] == UINT_MAX ? missing() : params->rgvarg[from[i]];
 
     if (result) VariantInit(result);
     EXCEPINFO own{};
@@ -223,7 +243,7 @@ class Object : public Interface, public ISupportErrorInfo, public IProvideClassI
     HRESULT hr = guarded(id, args, count, result, e, &index);
     if (hr == DISP_E_EXCEPTION && !excep) raise_error_info(own, __uuidof(Interface));
     clear(own);
-    if (arg_err && index < count) *arg_err = count - 1 - index;
+    if (arg_err && index < count && from[index] != UINT_MAX) *arg_err = from[index];
     return hr;
   }
 
