@@ -1,10 +1,15 @@
-# Cross-build for 64-bit Windows with MinGW-w64 (Debian mingw-w64 packages).
+# Cross-build for Windows with MinGW-w64 (Debian mingw-w64 packages), 64-bit
+# unless KOR_MINGW_ARCH is i686 (see mingw-w64-i686.cmake).
+if(NOT KOR_MINGW_ARCH)
+  set(KOR_MINGW_ARCH x86_64)
+endif()
+set(triplet ${KOR_MINGW_ARCH}-w64-mingw32)
 set(CMAKE_SYSTEM_NAME Windows)
-set(CMAKE_SYSTEM_PROCESSOR x86_64)
-set(CMAKE_C_COMPILER x86_64-w64-mingw32-gcc-posix)
-set(CMAKE_CXX_COMPILER x86_64-w64-mingw32-g++-posix)
-set(CMAKE_RC_COMPILER x86_64-w64-mingw32-windres)
-set(CMAKE_FIND_ROOT_PATH /usr/x86_64-w64-mingw32)
+set(CMAKE_SYSTEM_PROCESSOR ${KOR_MINGW_ARCH})
+set(CMAKE_C_COMPILER ${triplet}-gcc-posix)
+set(CMAKE_CXX_COMPILER ${triplet}-g++-posix)
+set(CMAKE_RC_COMPILER ${triplet}-windres)
+set(CMAKE_FIND_ROOT_PATH /usr/${triplet})
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
