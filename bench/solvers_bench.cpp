@@ -178,7 +178,9 @@ BENCHMARK(BM_RkmI);
 BENCHMARK(BM_RkmNative);
 
 // ---- Rkmd against GSL's rkf45 at comparable accuracy ----
+// Right-hand-side evaluations of the last run, to compare time per evaluation.
 double g_rkmd_error[2], g_gsl_error[2];
+int g_rkmd_evals[2][2], g_gsl_evals[2];
 
 int linear_rhs(double, const double y[], double f[], void* params) {
   const int n = *static_cast<int*>(params);
@@ -186,21 +188,26 @@ int linear_rhs(double, const double y[], double f[], void* params) {
   return GSL_SUCCESS;
 }
 
-// y' = y on [0, 1] (n = 1) or the 10-equation lower-triangular linear system on [0, 2].
+// y' = y on [0, 1] (n = 1) or the 10-equation lower-triangular linear system
+// on [0, 2]; range(1) chooses the client: 0 a Dispatch object, 1 a callable.
 void BM_Rkmd(benchmark::State& state) {
   const int n = static_cast<int>(state.range(0));
-  kor::FunctionObject g;
-  g.define("FKT", [n](kor::Variant&, double& x, kor::DoubleArray& y, kor::DoubleArray& k, kor::DoubleArray&) {
+  const bool callable = state.range(1) != 0;
+  int evals = 0;
+  auto fkt = [n, &evals](kor::Variant&, double& x, kor::DoubleArray& y, kor::DoubleArray& k, kor::DoubleArray&) {
+    ++evals;
+    if (n == 1) {
+      k(1) = y(1);
+      return;
+    }
     double yy[10], ff[10];
     for (int i = 0; i < n; ++i) yy[i] = y(i + 1);
-    if (n == 1) {
-      ff[0] = yy[0];
-    } else {
-      int nn = n;
-      linear_rhs(x, yy, ff, &nn);
-    }
+    int nn = n;
+    linear_rhs(x, yy, ff, &nn);
     for (int i = 0; i < n; ++i) k(i + 1) = ff[i];
-  });
+  };
+  kor::FunctionObject g;
+  g.define("FKT", fkt);
   kor::DoubleArray zz(kor::Bounds{1, 1});
   double last = 0;
   for (auto _ : state) {
@@ -209,62 +216,78 @@ void BM_Rkmd(benchmark::State& state) {
     for (int i = 1; i <= n; ++i) y(i) = 1.0;
     double xb = 0, xe = n == 1 ? 1.0 : 2.0;
     kor::Variant star = 0;
-    k.Rkmd(g, n, xb, xe, y, 1e-10, star, zz);
+    evals = 0;
+    if (callable) k.Rkmd(fkt, n, xb, xe, y, 1e-10, star, zz);
+    else k.Rkmd(g, n, xb, xe, y, 1e-10, star, zz);
     last = y(1);
   }
   const double exact = n == 1 ? std::exp(1.0) : std::exp(-0.2);
   g_rkmd_error[n == 1 ? 0 : 1] = std::abs(last - exact);
+  g_rkmd_evals[n == 1 ? 0 : 1][callable] = evals;
 }
 
+struct GslRhs {
+  int n;
+  int evals;
+};
+
 void BM_GslRkf45(benchmark::State& state) {
-  int n = static_cast<int>(state.range(0));
-  auto rhs = [](double t, const double y[], double f[], void* p) -> int {
-    if (*static_cast<int*>(p) == 1) {
+  GslRhs p{static_cast<int>(state.range(0)), 0};
+  auto rhs = [](double t, const double y[], double f[], void* v) -> int {
+    auto* q = static_cast<GslRhs*>(v);
+    ++q->evals;
+    if (q->n == 1) {
       f[0] = y[0];
       return GSL_SUCCESS;
     }
-    return linear_rhs(t, y, f, p);
+    return linear_rhs(t, y, f, &q->n);
   };
-  gsl_odeiv2_system sys = {rhs, nullptr, static_cast<std::size_t>(n), &n};
+  gsl_odeiv2_system sys = {rhs, nullptr, static_cast<std::size_t>(p.n), &p};
   double last = 0;
   for (auto _ : state) {
+    p.evals = 0;
     gsl_odeiv2_driver* d = gsl_odeiv2_driver_alloc_y_new(&sys, gsl_odeiv2_step_rkf45, 1e-5, 1e-10, 0.0);
     double y[10];
-    for (int i = 0; i < n; ++i) y[i] = 1.0;
+    for (int i = 0; i < p.n; ++i) y[i] = 1.0;
     double t = 0;
-    gsl_odeiv2_driver_apply(d, &t, n == 1 ? 1.0 : 2.0, y);
+    gsl_odeiv2_driver_apply(d, &t, p.n == 1 ? 1.0 : 2.0, y);
     gsl_odeiv2_driver_free(d);
     last = y[0];
   }
-  const double exact = n == 1 ? std::exp(1.0) : std::exp(-0.2);
-  g_gsl_error[n == 1 ? 0 : 1] = std::abs(last - exact);
+  const double exact = p.n == 1 ? std::exp(1.0) : std::exp(-0.2);
+  g_gsl_error[p.n == 1 ? 0 : 1] = std::abs(last - exact);
+  g_gsl_evals[p.n == 1 ? 0 : 1] = p.evals;
 }
 
-BENCHMARK(BM_Rkmd)->Arg(1)->Arg(10);
+BENCHMARK(BM_Rkmd)->Args({1, 0})->Args({1, 1})->Args({10, 0})->Args({10, 1});
 BENCHMARK(BM_GslRkf45)->Arg(1)->Arg(10);
 
 // ---- Fmin1d against GSL's nmsimplex2 on the 2-D Rosenbrock function ----
-int g_fmin1d_calls = 0, g_gsl_calls = 0;
+int g_fmin1d_calls[2] = {0, 0}, g_gsl_calls = 0;
 double g_fmin1d_error = 0, g_gsl_nm_error = 0;
 
 double rosen(double a, double b) { return 100 * (b - a * a) * (b - a * a) + (1 - a) * (1 - a); }
 
+// range(0) chooses the client: 0 a Dispatch object, 1 a callable.
 void BM_Fmin1d(benchmark::State& state) {
+  const bool callable = state.range(0) != 0;
   int calls = 0;
-  kor::FunctionObject g;
-  g.define("F", [&calls](kor::DoubleArray& x) {
+  auto f = [&calls](kor::DoubleArray& x) {
     ++calls;
     return rosen(x(1), x(2));
-  });
+  };
+  kor::FunctionObject g;
+  g.define("F", f);
   kor::Korvat k;
   double err = 0;
   for (auto _ : state) {
     calls = 0;
     auto x = kor::DoubleArray::from({-1.2, 1.0});
-    k.Fmin1d(g, 2, x, 1e-5);
+    if (callable) k.Fmin1d(f, 2, x, 1e-5);
+    else k.Fmin1d(g, 2, x, 1e-5);
     err = std::hypot(x(1) - 1, x(2) - 1);
   }
-  g_fmin1d_calls = calls;
+  g_fmin1d_calls[callable] = calls;
   g_fmin1d_error = err;
 }
 
@@ -298,7 +321,7 @@ void BM_GslNmsimplex2(benchmark::State& state) {
   g_gsl_nm_error = err;
 }
 
-BENCHMARK(BM_Fmin1d);
+BENCHMARK(BM_Fmin1d)->Arg(0)->Arg(1);
 BENCHMARK(BM_GslNmsimplex2);
 
 }  // namespace
@@ -321,13 +344,27 @@ int main(int argc, char** argv) {
   r.print_ratio("Fmin1I / Fmin1", "BM_Fmin1I", "BM_Fmin1Native");
   r.print_ratio("NewtonI / Newton", "BM_NewtonI", "BM_NewtonNative");
   r.print_ratio("RkmI / Rkm", "BM_RkmI", "BM_RkmNative");
-  std::printf("\nPeers:\n");
-  r.print_ratio("Rkmd / GSL rkf45, y' = y (time)", "BM_Rkmd/1", "BM_GslRkf45/1");
-  std::printf("    errors at the end: Rkmd %.3g, rkf45 %.3g\n", g_rkmd_error[0], g_gsl_error[0]);
-  r.print_ratio("Rkmd / GSL rkf45, 10 linear equations (time)", "BM_Rkmd/10", "BM_GslRkf45/10");
-  std::printf("    errors at the end: Rkmd %.3g, rkf45 %.3g\n", g_rkmd_error[1], g_gsl_error[1]);
-  r.print_ratio("Fmin1d / GSL nmsimplex2, Rosenbrock (time)", "BM_Fmin1d", "BM_GslNmsimplex2");
-  std::printf("    function evaluations: Fmin1d %d, nmsimplex2 %d; distance to (1,1): %.2g, %.2g\n",
-              g_fmin1d_calls, g_gsl_calls, g_fmin1d_error, g_gsl_nm_error);
+  std::printf("\nPeers, time per evaluation of the client function (kor / peer; target <= 1 with a callable):\n");
+  auto per_eval = [&](const char* label, const char* ours, int our_evals, const char* peer, int peer_evals) {
+    const double ratio = r.ratio(ours, peer) * peer_evals / (our_evals > 0 ? our_evals : 1);
+    std::printf("  %-58s %8.2fx (%d and %d evaluations)\n", label, ratio, our_evals, peer_evals);
+  };
+  for (int k = 0; k < 2; ++k) {
+    const char* what = k == 0 ? "y' = y" : "10 linear equations";
+    char label[2][96], ours[2][32], peer[32];
+    for (int c = 0; c < 2; ++c) {
+      std::snprintf(label[c], 96, "Rkmd (%s) / rkf45, %s", c ? "callable" : "Dispatch", what);
+      std::snprintf(ours[c], 32, "BM_Rkmd/%d/%d", k == 0 ? 1 : 10, c);
+    }
+    std::snprintf(peer, 32, "BM_GslRkf45/%d", k == 0 ? 1 : 10);
+    per_eval(label[0], ours[0], g_rkmd_evals[k][0], peer, g_gsl_evals[k]);
+    per_eval(label[1], ours[1], g_rkmd_evals[k][1], peer, g_gsl_evals[k]);
+    std::printf("    errors at the end: Rkmd %.3g, rkf45 %.3g\n", g_rkmd_error[k], g_gsl_error[k]);
+  }
+  per_eval("Fmin1d (Dispatch) / nmsimplex2, Rosenbrock", "BM_Fmin1d/0", g_fmin1d_calls[0], "BM_GslNmsimplex2",
+           g_gsl_calls);
+  per_eval("Fmin1d (callable) / nmsimplex2, Rosenbrock", "BM_Fmin1d/1", g_fmin1d_calls[1], "BM_GslNmsimplex2",
+           g_gsl_calls);
+  std::printf("    distance to (1,1): Fmin1d %.2g, nmsimplex2 %.2g\n", g_fmin1d_error, g_gsl_nm_error);
   return 0;
 }

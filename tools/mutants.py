@@ -143,8 +143,8 @@ FAULTS = [
     ("fmin1", "src/solvers/fmin.hpp", "if (f[reflected] <= fsecond) {", "if (f[reflected] < fsecond) {", 1),
     ("fmin1", "src/solvers/fmin.hpp", "mul(0.5, P(h, j))", "mul(0.5, P(l, j))", 1),
     # Conversions of the runtime model.
-    ("conversions", "src/component/variant.cpp", "r >= -32768.0 && r <= 32767.0", "r >= -32768.0 && r <= 32768.0", 1),
-    ("conversions", "src/component/variant.cpp", "const double r = std::nearbyint(x);  // the default",
+    ("conversions", "include/kor/variant.hpp", "r >= -32768.0 && r <= 32767.0", "r >= -32768.0 && r <= 32768.0", 1),
+    ("conversions", "include/kor/variant.hpp", "const double r = std::nearbyint(x);  // the default",
      "const double r = std::round(x);  // the default", 1),
     ("conversions", "src/component/variant.cpp", "case Type::Boolean: return u_.b ? -1.0 : 0.0;",
      "case Type::Boolean: return u_.b ? 1.0 : 0.0;", 1),

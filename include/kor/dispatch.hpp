@@ -7,6 +7,7 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <span>
 #include <string>
 #include <string_view>
@@ -106,5 +107,37 @@ class FunctionObject : public Dispatch {
 
   std::vector<std::pair<std::string, Member>> members_;
 };
+
+// A client function as a plain C++ callable, for C++ clients that need no
+// late binding: the method calls it directly, without a member lookup or a
+// Variant per argument, through the same algorithm as a Dispatch client.
+// FunctionRef refers to the callable (it does not copy it): pass a lambda or
+// a function object that lives for the call.
+template <class Signature>
+class FunctionRef;
+
+template <class R, class... A>
+class FunctionRef<R(A...)> {
+ public:
+  template <class F>
+    requires(!std::is_same_v<std::remove_cvref_t<F>, FunctionRef> && std::is_invocable_r_v<R, F&, A...>)
+  FunctionRef(F&& f) noexcept  // NOLINT: converts any suitable callable
+      : object_(const_cast<void*>(static_cast<const void*>(std::addressof(f)))),
+        call_([](void* o, A... a) -> R { return (*static_cast<std::remove_reference_t<F>*>(o))(std::forward<A>(a)...); }) {}
+  R operator()(A... a) const { return call_(object_, std::forward<A>(a)...); }
+
+ private:
+  void* object_;
+  R (*call_)(void*, A...);
+};
+
+// The client functions of the solvers as callables, one per flavour:
+// Fun(X, R, n, z) of Newton, FKT(nn, xb, Y, K, zz) of the integrator, F(X) of the minimisers.
+using FunRef = FunctionRef<void(VariantArray& X, VariantArray& R, Variant& n, VariantArray& z)>;
+using FundRef = FunctionRef<void(DoubleArray& X, DoubleArray& R, Variant& n, DoubleArray& z)>;
+using FktRef = FunctionRef<void(Variant& nn, Variant& xb, VariantArray& Y, VariantArray& K, VariantArray& zz)>;
+using FktdRef = FunctionRef<void(Variant& nn, double& xb, DoubleArray& Y, DoubleArray& K, DoubleArray& zz)>;
+using FRef = FunctionRef<Variant(VariantArray& X)>;
+using FdRef = FunctionRef<double(DoubleArray& X)>;
 
 }  // namespace kor

@@ -47,4 +47,8 @@ class Error : public std::exception {
   std::string source_;
 };
 
+// Throws Error(number).  Out of line, so that the checks on hot paths that
+// call it (subscripts, conversions, arithmetic) stay small enough to inline.
+[[noreturn]] void raise_error(int number);
+
 }  // namespace kor

@@ -105,6 +105,30 @@ class Korvat {
   double Sinterpd(const Variant& n, const Variant& Npoc, DoubleArray& X, DoubleArray& Y, double XI,
                   double Y1min, double Y1max, Variant& Ipoc);
 
+  // ---- the solvers with C++ callables as client functions ----
+  // The same methods, for C++ clients whose Fun, FKT or F is a lambda or a
+  // function object: called directly, without member lookup or boxing.
+  Variant Newton(FunRef Fun, const Variant& n, const Variant& Nunknown, const Variant& NProm, VariantArray& X,
+                 VariantArray& ipom, VariantArray& z, Variant& ID, const Variant& Eps = Variant::missing(),
+                 const Variant& ALAM = Variant::missing(), const Variant& NITER = Variant::missing(),
+                 const Variant& Delta = Variant::missing());
+  Variant Newtond(FundRef Fun, const Variant& n, const Variant& Nunknown, const Variant& NProm, DoubleArray& X,
+                  VariantArray& ipom, DoubleArray& z, Variant& ID, double Eps = 0.0,
+                  const Variant& ALAM = Variant::missing(), const Variant& NITER = Variant::missing(),
+                  double Delta = 0.0);
+  void Rkm(FktRef FKT, const Variant& nn, Variant& xb, Variant& xe, VariantArray& Y, const Variant& Delta,
+           Variant& Star, VariantArray& zz);
+  void Rkmd(FktdRef FKT, const Variant& nn, double& xb, double& xe, DoubleArray& Y, double Delta, Variant& Star,
+            DoubleArray& zz);
+  Variant Fmin(FRef F, const Variant& n, VariantArray& X, const Variant& EPSA, Variant& itmax);
+  Variant Fmin(FRef F, const Variant& n, VariantArray& X, const Variant& EPSA = Variant::missing());
+  double Fmind(FdRef F, const Variant& n, DoubleArray& X, const Variant& EPSA, Variant& itmax);
+  double Fmind(FdRef F, const Variant& n, DoubleArray& X, const Variant& EPSA = Variant::missing());
+  Variant Fmin1(FRef F, const Variant& NX, VariantArray& X, const Variant& Eps, Variant& itmax);
+  Variant Fmin1(FRef F, const Variant& NX, VariantArray& X, const Variant& Eps = Variant::missing());
+  double Fmin1d(FdRef F, const Variant& NX, DoubleArray& X, const Variant& Eps, Variant& itmax);
+  double Fmin1d(FdRef F, const Variant& NX, DoubleArray& X, const Variant& Eps = Variant::missing());
+
   // The members kept between calls (the integrator's working arrays and step,
   // the direct interpolation's spline values), one set per flavour.
   struct State;

@@ -113,11 +113,11 @@ class SafeArray {
 
  private:
   std::size_t offset(std::int32_t i) const {
-    if (!contains(i)) throw Error(err::kSubscript);
+    if (!contains(i)) [[unlikely]] raise_error(err::kSubscript);
     return static_cast<std::size_t>(i - b_[0].lower);
   }
   std::size_t offset(std::int32_t i, std::int32_t j) const {
-    if (!contains(i, j)) throw Error(err::kSubscript);
+    if (!contains(i, j)) [[unlikely]] raise_error(err::kSubscript);
     return static_cast<std::size_t>(i - b_[0].lower) +
            static_cast<std::size_t>(j - b_[1].lower) * static_cast<std::size_t>(b_[0].count());
   }

@@ -8,11 +8,14 @@
 // half to even, with overflow (error 6) outside the 16-bit or 32-bit range.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 #include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
+
+#include "kor/error.hpp"
 
 namespace kor {
 
@@ -74,7 +77,10 @@ class Variant {
     return to_double_slow();
   }
   // Whole numbers, rounding half to even; overflow is error 6.
-  std::int16_t to_int16() const;
+  std::int16_t to_int16() const {
+    if (type_ == Type::Integer) return u_.i16;  // the common case, kept inline
+    return to_int16_slow();
+  }
   std::int32_t to_int32() const;
   bool to_bool() const;
 
@@ -102,6 +108,7 @@ class Variant {
   explicit Variant(Type t) noexcept : type_(t) { u_.d = 0; }
   void release() noexcept;
   double to_double_slow() const;
+  std::int16_t to_int16_slow() const;
 
   Type type_;
   union {
@@ -126,8 +133,16 @@ std::optional<int> compare(const Variant& a, const Variant& b);
 // Conversions shared by every face.
 namespace convert {
 // Rounds half to even and checks the range (error 6 outside, and for NaN).
-std::int16_t to_int16(double x);
-std::int32_t to_int32(double x);
+inline std::int16_t to_int16(double x) {
+  const double r = std::nearbyint(x);  // the default rounding mode: half to even
+  if (!(r >= -32768.0 && r <= 32767.0)) [[unlikely]] raise_error(err::kOverflow);
+  return static_cast<std::int16_t>(r);
+}
+inline std::int32_t to_int32(double x) {
+  const double r = std::nearbyint(x);
+  if (!(r >= -2147483648.0 && r <= 2147483647.0)) [[unlikely]] raise_error(err::kOverflow);
+  return static_cast<std::int32_t>(r);
+}
 // Reads a whole string as a number the way automation does (surrounding
 // spaces allowed, an optional sign, decimals and an exponent); error 13 if it is not one.
 double string_to_double(std::string_view s);

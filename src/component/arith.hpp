@@ -14,7 +14,7 @@
 
 namespace kor::arith {
 
-[[noreturn]] inline void raise(int number) { throw Error(number); }
+[[noreturn]] inline void raise(int number) { raise_error(number); }
 
 inline double checked(double r) {
   if (!std::isfinite(r)) [[unlikely]] raise(err::kOverflow);

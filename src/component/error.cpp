@@ -27,4 +27,6 @@ Error::Error(int number)
 Error::Error(int number, std::string description, std::string source)
     : number_(number), description_(std::move(description)), source_(std::move(source)) {}
 
+void raise_error(int number) { throw Error(number); }
+
 }  // namespace kor

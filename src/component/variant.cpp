@@ -53,7 +53,7 @@ double Variant::to_double_slow() const {
   throw Error(err::kTypeMismatch);
 }
 
-std::int16_t Variant::to_int16() const {
+std::int16_t Variant::to_int16_slow() const {
   switch (type_) {
     case Type::Integer: return u_.i16;
     case Type::Boolean: return u_.b ? -1 : 0;
@@ -137,18 +137,6 @@ std::optional<int> compare(const Variant& a, const Variant& b) {
 }
 
 namespace convert {
-
-std::int16_t to_int16(double x) {
-  const double r = std::nearbyint(x);  // the default rounding mode: half to even
-  if (!(r >= -32768.0 && r <= 32767.0)) throw Error(err::kOverflow);
-  return static_cast<std::int16_t>(r);
-}
-
-std::int32_t to_int32(double x) {
-  const double r = std::nearbyint(x);
-  if (!(r >= -2147483648.0 && r <= 2147483647.0)) throw Error(err::kOverflow);
-  return static_cast<std::int32_t>(r);
-}
 
 double decimal_prefix(std::string_view s, std::size_t& used) {
   // The longest prefix of the form digits [ "." digits ] [ ("E"|"e") [sign] digits ].

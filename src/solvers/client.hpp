@@ -42,4 +42,25 @@ class DispatchClient {
   Dispatch& g_;
 };
 
+// A client function given as a C++ callable (a kor::FunctionRef): called
+// directly with the method's own arguments; its result is the callable's.
+template <class Fn>
+class CallableClient {
+ public:
+  explicit CallableClient(Fn f) : f_(f) {}
+
+  template <class... A>
+  void call(std::string_view, A&... args) {
+    f_(args...);
+  }
+
+  template <class... A>
+  decltype(auto) value(std::string_view, A&... args) {
+    return f_(args...);
+  }
+
+ private:
+  Fn f_;
+};
+
 }  // namespace kor::solvers

@@ -33,7 +33,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   using Array = typename Flavour::Array;
 
   Variant nn = cell_value(nn_arg);  // FKT receives the method's own copy
-  auto NN = [&] { return count16(number_of(nn)); };
+  auto NN = [&] { return int16_of(nn); };
   Array y0(upto(NN())), k1(upto(NN())), k2(upto(NN())), k3(upto(NN())),
       k4(upto(NN())), k5(upto(NN()));
   double delta = number_of(delta_arg);
