@@ -128,7 +128,8 @@ FAULTS = [
     ("rkm", "src/solvers/rkm.hpp", "mul(0.8, K(k4, i))), mul(0.1, K(k5, i))", "mul(0.8, K(k4, i))), mul(0.1, K(k1, i))", 1),
     ("rkm", "src/solvers/rkm.hpp", "arith::pow(div(delta, e), 0.2)", "arith::pow(div(delta, e), 0.25)", 1),
     ("rkm", "src/solvers/rkm.hpp", "delta = 1e-4;", "delta = 1e-5;", 1),
-    ("rkm", "src/solvers/rkm.hpp", "star = Variant::from_single(-1.0f);", "star = Variant(-1.0);", 1),
+    ("rkm", "src/solvers/rkm.hpp", "assign_value(star, Variant::from_single(-1.0f));",
+     "assign_value(star, Variant(-1.0));", 1),
     ("rkm", "src/solvers/rkm.hpp", "if (number_of(star) > 0) saved_step = h;", "", 1),
     # The minimisers.
     ("fmin", "src/solvers/fmin.hpp", "h[k] = div(0.02, count + 1.0);", "h[k] = div(0.02, count + 2.0);", 1),
