@@ -75,7 +75,7 @@ void define(py::class_<Korvat>& c, const py::object& missing) {
         [](Korvat&, H n, H a, H NCOL, H ID) {
           A m(a);
           VariantRef id(ID);
-          linalg::gauss(value(n), m, value(NCOL), id.get());
+          walk([&](auto&& matrix) { linalg::gauss(value(n), matrix, value(NCOL), id.get()); }, m);
         },
         "n"_a, "a"_a, "NCOL"_a, "ID"_a);
 
@@ -154,15 +154,17 @@ void define(py::class_<Korvat>& c, const py::object& missing) {
           VariantRef order(n), id(ID);
           A a(ap), inv(Ainv);
           R ep(EP);
-          // Only a Variant can be omitted: the double flavour uses what it gets (0 when omitted).
-          if constexpr (!F::is_double) {
-            if (is_missing(ep.get())) {
-              const Variant omitted_default = linalg::kInvertDefaultEp;
-              linalg::invert(order.get(), a, inv, id.get(), omitted_default);
-              return;
+          walk([&](auto&& m, auto&& result) {
+            // Only a Variant can be omitted: the double flavour uses what it gets (0 when omitted).
+            if constexpr (!F::is_double) {
+              if (is_missing(ep.get())) {
+                const Variant omitted_default = linalg::kInvertDefaultEp;
+                linalg::invert(order.get(), m, result, id.get(), omitted_default);
+                return;
+              }
             }
-          }
-          linalg::invert(order.get(), a, inv, id.get(), ep.get());
+            linalg::invert(order.get(), m, result, id.get(), ep.get());
+          }, a, inv);
         },
         "n"_a, "ap"_a, "Ainv"_a, "ID"_a, opt("EP"));
 
@@ -178,23 +180,26 @@ void define(py::class_<Korvat>& c, const py::object& missing) {
           const std::int32_t imin = int32_of(value(Imin)), imax = int32_of(value(Imax));
           A x(XA), y(Y), y2(Y2);
           R xx(XX);
-          return F::result(interp::splder(imin, imax, x, y, y2, number_of(xx.get())));
+          return walk([&](auto&&... v) { return F::result(interp::splder(imin, imax, v..., number_of(xx.get()))); }, x,
+                      y, y2);
         },
         "Imin"_a, "Imax"_a, "XA"_a, "Y"_a, "Y2"_a, "XX"_a);
 
   c.def(F::name("Splinp").c_str(),
         [](Korvat&, H Imin, H Imax, H X, H Y, H Y2, H XX) {
           A x(X), y(Y), y2(Y2);
-          return F::result(
-              interp::splinp(int32_of(value(Imin)), int32_of(value(Imax)), x, y, y2, number_of(F::real(XX))));
+          const std::int32_t imin = int32_of(value(Imin)), imax = int32_of(value(Imax));
+          const double xx = number_of(F::real(XX));
+          return walk([&](auto&&... v) { return F::result(interp::splinp(imin, imax, v..., xx)); }, x, y, y2);
         },
         "Imin"_a, "Imax"_a, "X"_a, "Y"_a, "Y2"_a, "XX"_a);
 
   c.def(F::name("Splint").c_str(),
         [](Korvat&, H Imin, H Imax, H X, H Y, H Y2, H poc, H kon) {
           A x(X), y(Y), y2(Y2);
-          return F::result(interp::splint(int32_of(value(Imin)), int32_of(value(Imax)), x, y, y2,
-                                          number_of(F::real(poc)), number_of(F::real(kon))));
+          const std::int32_t imin = int32_of(value(Imin)), imax = int32_of(value(Imax));
+          const double a = number_of(F::real(poc)), b = number_of(F::real(kon));
+          return walk([&](auto&&... v) { return F::result(interp::splint(imin, imax, v..., a, b)); }, x, y, y2);
         },
         "Imin"_a, "Imax"_a, "X"_a, "Y"_a, "Y2"_a, "poc"_a, "kon"_a);
 
@@ -202,8 +207,10 @@ void define(py::class_<Korvat>& c, const py::object& missing) {
         [](Korvat& self, H n, H Npoc, H X, H Y, H XI, H Y1min, H Y1max, H Ipoc) {
           A x(X), y(Y);
           VariantRef ipoc(Ipoc);
-          return F::result(interp::sinterp<Flavour>(F::sinterp(self.state()), value(n), value(Npoc), x, y,
-                                                    F::real(XI), F::real(Y1min), F::real(Y1max), ipoc.get()));
+          return walk([&](auto&& vx, auto&& vy) {
+            return F::result(interp::sinterp<Flavour>(F::sinterp(self.state()), value(n), value(Npoc), vx, vy,
+                                                      F::real(XI), F::real(Y1min), F::real(Y1max), ipoc.get()));
+          }, x, y);
         },
         "n"_a, "Npoc"_a, "X"_a, "Y"_a, "XI"_a, "Y1min"_a, "Y1max"_a, "Ipoc"_a);
 }

@@ -238,6 +238,12 @@ Storage::Storage(py::handle h, bool list_ok, char format) : obj_(h) {
   }
 }
 
+Storage::Storage(Storage&& o) noexcept
+    : obj_(o.obj_), list_(o.list_), buf_(o.buf_), held_(o.held_), dims_(o.dims_), base_(o.base_), s1_(o.s1_),
+      s2_(o.s2_), lo1_(o.lo1_), lo2_(o.lo2_), n1_(o.n1_), n2_(o.n2_) {
+  o.held_ = false;
+}
+
 Storage::~Storage() {
   if (held_) PyBuffer_Release(&buf_);
 }

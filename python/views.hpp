@@ -50,12 +50,19 @@ class Storage {
  public:
   // `list_ok`: a list is accepted (object cells); `format`: the element code.
   Storage(py::handle h, bool list_ok, char format);
+  Storage(Storage&& o) noexcept;
   ~Storage();
   Storage(const Storage&) = delete;
   Storage& operator=(const Storage&) = delete;
 
   // What a client callback receives: the caller's own array or list.
   py::handle object() const { return obj_; }
+  // Whether consecutive rows are adjacent elements and columns a whole number
+  // of elements apart, as in column-major storage (any one-dimensional array
+  // without gaps, a Fortran-ordered matrix or a block of one).
+  bool dense() const noexcept {
+    return !list_ && s1_ == sizeof(double) && (dims_ == 1 || (s2_ >= 0 && s2_ % sizeof(double) == 0));
+  }
 
  protected:
   // A list may change its length and move its items while a callback runs:
@@ -79,6 +86,7 @@ class View : public Storage {
  public:
   using value_type = Cell;
   explicit View(py::handle h) : Storage(h, !std::is_same_v<Cell, double>, std::is_same_v<Cell, double> ? 'd' : 'O') {}
+  View(View&&) noexcept = default;
 
   Cell& operator()(std::int32_t i) {
     if (!contains(i)) throw Error(err::kSubscript);
@@ -117,4 +125,29 @@ class View : public Storage {
 using DoubleView = View<double>;
 using ObjectView = View<ObjectCell>;
 
+// A float64 array known to be dense: the algorithms' fast paths (the
+// elimination's column walk, the spline search's direct bisection) walk it
+// with raw pointers, after checking the positions they touch.
+class DenseView : public DoubleView {
+ public:
+  explicit DenseView(DoubleView&& v) noexcept : DoubleView(std::move(v)) {}
+  std::size_t column_stride() const noexcept { return static_cast<std::size_t>(s2_) / sizeof(double); }
+};
+
+// Runs run(views...) over dense views when every array is dense, else over the views as they are.
+template <class Run, class... V>
+decltype(auto) walk(Run&& run, V&... views) {
+  if constexpr ((std::is_same_v<V, DoubleView> && ...)) {
+    if ((views.dense() && ...)) return run(DenseView(std::move(views))...);
+  }
+  return run(views...);
+}
+
 }  // namespace kor::python
+
+namespace kor {
+template <>
+struct dense_doubles<python::DenseView> : std::true_type {};
+template <>
+struct is_safe_array<python::DenseView> : std::true_type {};
+}  // namespace kor

@@ -1,7 +1,8 @@
 """kor: classical numerical methods over numpy arrays, lists and Python callables.
 
 Korvat and Interpret carry every method with the parameters of the C++
-library (docs/python.md).  The functions below do what the kor command does.
+library (docs/python.md).  The functions below do what the kor command does,
+with numpy arrays in and out.
 """
 import warnings
 from collections import namedtuple
@@ -13,7 +14,8 @@ from ._kor import (At, DivisionByZero, Error, Interpret, Korvat, MessageWarning,
 
 __all__ = ["At", "DivisionByZero", "Error", "Interpret", "Korvat", "MessageWarning", "Overflow", "Ref",
            "SubscriptOutOfRange", "TypeMismatch", "at", "missing", "null", "set_message_handler",
-           "EvalError", "Solution", "Minimum", "eval", "solve", "minimize", "ode", "roots", "eigh"]
+           "EvalError", "Solution", "Minimum", "eval", "solve", "minimize", "ode", "roots", "eigh", "poly",
+           "spline", "spline_integral", "lagrange", "linsolve", "invert"]
 
 Solution = namedtuple("Solution", "x status iterations converged")
 Minimum = namedtuple("Minimum", "x fun steps converged")
@@ -131,3 +133,71 @@ def eigh(a, vectors=True):
     if tag1.value == 1:
         warnings.warn("no convergence in 50 sweeps; the values are approximations", MessageWarning, 2)
     return (w, u) if vectors else w
+
+
+def poly(coeffs, x, monic=False):
+    """Horner's values (Polynd) at the points x, highest power first; monic: the leading 1 is implied."""
+    c = np.array(coeffs, dtype=float)
+    degree = len(c) if monic else len(c) - 1
+    if degree < 1:
+        raise ValueError(f"give at least {1 if monic else 2} coefficient(s)")
+    k, n = Korvat(), degree if monic else -degree
+    return np.array([k.Polynd(n, float(t), c) for t in np.atleast_1d(x)])
+
+
+def _spline(x, y, start, end):
+    slopes = {"natural": 10000.0, "chord": -10000.0}
+    x, y = np.array(x, dtype=float), np.array(y, dtype=float)
+    if len(x) < 2 or np.any(np.diff(x) <= 0):
+        raise ValueError("give at least two points with x increasing strictly")
+    for s in (start, end):
+        if s not in slopes and not -9998.999 < s < 9998.999:
+            raise ValueError("an end slope is a number, 'natural' or 'chord'")
+    y2 = np.zeros(len(x))
+    k = Korvat()
+    k.Splined(1, len(x), x, y, slopes.get(start, start), slopes.get(end, end), y2)
+    return k, x, y, y2
+
+
+def spline(x, y, at, derivative=False, start="natural", end="natural"):
+    """The cubic spline through (x, y) (Splined): its values, or slopes, at the points at."""
+    k, x, y, y2 = _spline(x, y, start, end)
+    f = k.Splderd if derivative else k.Splinpd
+    return np.array([f(1, len(x), x, y, y2, float(t)) for t in np.atleast_1d(at)])
+
+
+def spline_integral(x, y, a, b, start="natural", end="natural"):
+    """The integral of the cubic spline through (x, y) from a to b (Splintd)."""
+    k, x, y, y2 = _spline(x, y, start, end)
+    return k.Splintd(1, len(x), x, y, y2, a, b)
+
+
+def lagrange(x, y, at, points=4):
+    """Lagrange interpolation through `points` neighbouring points of the table (Flagrd)."""
+    x, y = np.array(x, dtype=float), np.array(y, dtype=float)
+    if len(x) != 2 and points > len(x):
+        raise ValueError(f"points={points} exceeds the {len(x)} points of the table")
+    k = Korvat()
+    return np.array([k.Flagrd(len(x), x, y, float(t), points) for t in np.atleast_1d(at)])
+
+
+def linsolve(a, b):
+    """The solution of a x = b by Gaussian elimination (Gaussd); b one right-hand side or several columns."""
+    a, b = np.asarray(a, dtype=float), np.asarray(b, dtype=float)
+    n = a.shape[0]
+    augmented = np.column_stack([a, b])
+    status = Ref()
+    Korvat().Gaussd(n, augmented, augmented.shape[1] - n, status)
+    if status.value != 0:
+        raise np.linalg.LinAlgError("the system is singular (a pivot below 1E-6)")
+    return augmented[:, n:].reshape(b.shape)
+
+
+def invert(a, ep=1e-13):
+    """The inverse of a square matrix (Invertd); a pivot of magnitude at most ep is singular."""
+    a = np.array(a, dtype=float)
+    inverse, status = np.zeros_like(a), Ref()
+    Korvat().Invertd(a.shape[0], a, inverse, status, ep)
+    if status.value != 0:
+        raise np.linalg.LinAlgError(f"the matrix is singular (a pivot of magnitude at most {ep})")
+    return inverse

