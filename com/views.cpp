@@ -233,8 +233,10 @@ void write(VARIANT& in, const kor::Variant& value) {
     // An array variable passed in its own type is no Variant that can take
     // a number; a Variant that refers to an array is simply overwritten.
     if (p == &in) throw kor::Error(kor::err::kTypeMismatch);
-  } else if (VariantClear(p) == DISP_E_ARRAYISLOCKED) {
-    throw kor::Error(kor::err::kArrayLocked);
+  } else {
+    // A Variant holding an array in use (a method's own) keeps it.
+    if ((p->vt & VT_ARRAY) && p->parray && p->parray->cLocks) throw kor::Error(kor::err::kArrayLocked);
+    VariantClear(p);
   }
   to_variant(value, *p);
 }
