@@ -1,10 +1,13 @@
-// Gaussian elimination and inversion: hand-worked eliminations, thresholds,
-// tie rules, faults, and the fast double path against the element path.
+// Gaussian elimination and inversion against references written here element
+// by element in the documented order: every path (small systems, the column
+// walk of larger ones, Variants of Doubles walked in place, the checked
+// element path) must leave the same bits, statuses and errors.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
-#include <cstring>
 #include <random>
+#include <span>
 
 #include "kor/kor.hpp"
 #include "support.hpp"
@@ -13,246 +16,203 @@ namespace kor {
 namespace {
 
 using testing::error_of;
+using Cells = std::vector<double>;  // a matrix, column-major
 
+double finite(double x) { return std::isfinite(x) ? x : throw Error(err::kOverflow); }
 template <class A>
-std::vector<double> cells(const A& a) {
-  std::vector<double> v;
-  for (std::int32_t j = a.lbound(2); j <= a.ubound(2); ++j)
-    for (std::int32_t i = a.lbound(1); i <= a.ubound(1); ++i) v.push_back(Variant(a(i, j)).to_double());
+std::vector<std::uint64_t> bits(const A& a) {
+  std::vector<std::uint64_t> v;
+  for (const auto& x : std::span(a.data(), a.size())) v.push_back(std::bit_cast<std::uint64_t>(Variant(x).to_double()));
   return v;
 }
-
-VariantArray as_variants(const DoubleArray& d) {
+// With integers, every whole value but 0 is a 16-bit Integer: a matrix that
+// is not all Doubles takes the element-by-element path.
+VariantArray as_variants(const DoubleArray& d, bool integers = false) {
   VariantArray v(d.bounds(1), d.bounds(2));
-  for (std::int32_t j = d.lbound(2); j <= d.ubound(2); ++j)
-    for (std::int32_t i = d.lbound(1); i <= d.ubound(1); ++i) v(i, j) = Variant(d(i, j));
+  for (std::size_t k = 0; k < d.size(); ++k) {
+    const double x = d.data()[k];
+    v.data()[k] = integers && x != 0 && x == std::trunc(x) && std::abs(x) < 3e4 ? Variant(static_cast<int>(x)) : Variant(x);
+  }
   return v;
 }
-
-TEST(Gauss, HandWorkedEliminationLeavesTheReducedMatrixInBothFlavours) {
-  // 2x + y = 5, x + 3y = 10: row 1 / 2 = (1, .5, 2.5); row 2 - row 1 = (0, 2.5, 7.5);
-  // row 2 / 2.5 = (0, 1, 3); back substitution a(1,3) = 2.5 - .5*3 = 1.
-  const DoubleArray input = DoubleArray::from_rows({{2, 1, 5}, {1, 3, 10}});
-  const std::vector<double> expected = {1, 0, 0.5, 1, 1, 3};  // column-major
-  DoubleArray d = input;
-  VariantArray v = as_variants(input);
-  Variant idd = 7, idv = 7;
-  Korvat k;
-  k.Gaussd(2, d, 1, idd);
-  k.Gauss(2, v, 1, idv);
-  EXPECT_EQ(cells(d), expected);
-  EXPECT_EQ(cells(v), expected);
-  EXPECT_EQ(idd, Variant(short{0}));
-  EXPECT_EQ(idv, Variant(short{0}));
-  EXPECT_EQ(v(1, 3).type(), Variant::Type::Double);
+Cells random_cells(std::mt19937& rng, int count, double range) {
+  std::uniform_real_distribution<double> u(-range, range);
+  Cells c(static_cast<std::size_t>(count));
+  for (double& x : c) x = u(rng);
+  return c;
 }
 
-TEST(Gauss, SolvesSeveralRightHandSidesWithRowExchanges) {
-  // A = [[0,2,1],[1,1,1],[2,1,3]] with solutions (1,2,3) and (-1,0,4).
-  DoubleArray a = DoubleArray::from_rows({{0, 2, 1, 7, 4}, {1, 1, 1, 6, 3}, {2, 1, 3, 13, 10}});
-  Variant id;
-  Korvat::global().Gaussd(3, a, 2, id);
-  EXPECT_EQ(id, Variant(short{0}));
-  const double x1[] = {1, 2, 3}, x2[] = {-1, 0, 4};
-  for (int i = 1; i <= 3; ++i) {
-    EXPECT_NEAR(a(i, 4), x1[i - 1], 1e-14);
-    EXPECT_NEAR(a(i, 5), x2[i - 1], 1e-14);
+// Gauss in the row order, every operation checked: the status, or error 6 at
+// the first operation out of range (its cell keeps its value).
+int gauss_reference(int n, int ncol, Cells& a) {
+  auto at = [&](int i, int j) -> double& { return a[static_cast<std::size_t>((j - 1) * n + i - 1)]; };
+  for (int k = 1; k <= n; ++k) {
+    int p = k;
+    for (int i = k + 1; i <= n; ++i) p = std::abs(at(i, k)) > std::abs(at(p, k)) ? i : p;
+    if (std::abs(at(p, k)) < 1e-6) return 1;
+    const double pivot = at(p, k);
+    for (int j = k; j <= n + ncol; ++j) std::swap(at(k, j), at(p, j));
+    for (int j = 1; j <= n + ncol; ++j) at(k, j) = finite(at(k, j) / pivot);
+    for (int i = k + 1; i <= n; ++i) {
+      const double f = at(i, k);
+      for (int j = k; j <= n + ncol; ++j) at(i, j) = finite(at(i, j) - finite(at(k, j) * f));
+    }
   }
+  for (int k = n - 1; k >= 1; --k)
+    for (int i = k + 1; i <= n; ++i)
+      for (int m = n + 1; m <= n + ncol; ++m) at(k, m) = finite(at(k, m) - finite(at(k, i) * at(i, m)));
+  return 0;
 }
 
-TEST(Gauss, ThresholdTieRuleAndDegenerateSizes) {
-  Korvat k;
-  Variant id;
-  // The largest candidate exactly 1E-6 is accepted; 9.99E-7 is singular.
-  DoubleArray at = DoubleArray::from_rows({{1e-6, 1e-6}});
-  k.Gaussd(1, at, 1, id);
-  EXPECT_EQ(id, Variant(short{0}));
-  EXPECT_EQ(at(1, 2), 1.0);
-  DoubleArray below = DoubleArray::from_rows({{9.99e-7, 1}});
-  k.Gaussd(1, below, 1, id);
-  EXPECT_EQ(id, Variant(short{1}));
-  EXPECT_EQ(below(1, 1), 9.99e-7);  // untouched
-  // Equal candidates: the upper row stays the pivot row.
-  DoubleArray tie = DoubleArray::from_rows({{1, 1, 2}, {-1, 1, 0}});
-  k.Gaussd(2, tie, 1, id);
-  EXPECT_EQ(tie(1, 2), 1.0);  // row 1 was not exchanged: (1, 1, 2) / 1
-  EXPECT_EQ(tie(1, 3), 1.0);
-  EXPECT_EQ(tie(2, 3), 1.0);
-  // A column of zeros at step 2 is singular, the matrix as far as transformed.
-  DoubleArray zero = DoubleArray::from_rows({{2, 4, 1}, {1, 2, 1}});
-  k.Gaussd(2, zero, 1, id);
-  EXPECT_EQ(id, Variant(short{1}));
-  EXPECT_EQ(cells(zero), (std::vector<double>{1, 0, 2, 0, 0.5, 0.5}));
-  // n = 0 touches nothing; NCOL = 0 only triangularises.
-  DoubleArray none = DoubleArray::from_rows({{5}});
-  id = 3;
-  k.Gaussd(0, none, 1, id);
-  EXPECT_EQ(id, Variant(short{0}));
-  EXPECT_EQ(none(1, 1), 5.0);
-  DoubleArray tri = DoubleArray::from_rows({{2, 4}, {1, 3}});
-  k.Gaussd(2, tri, 0, id);
-  EXPECT_EQ(cells(tri), (std::vector<double>{1, 0, 2, 1}));
-}
-
-TEST(Gauss, FaultsReachTheCallerWithWhatWasWritten) {
-  Korvat k;
-  Variant id = 5;
-  // No column for the right-hand side: error 9 after the first row was normalised.
-  DoubleArray small = DoubleArray::from_rows({{2, 4}, {1, 3}});
-  EXPECT_EQ(error_of([&] { k.Gaussd(2, small, 1, id); }), err::kSubscript);
-  EXPECT_EQ(id, Variant(short{0}));
-  EXPECT_EQ(small(1, 1), 1.0);
-  EXPECT_EQ(small(1, 2), 2.0);
-  VariantArray text = VariantArray::from_rows({{1.0, "x"}, {2.0, 1.0}});
-  EXPECT_EQ(error_of([&] { k.Gauss(1, text, 1, id); }), err::kTypeMismatch);
-  DoubleArray big = DoubleArray::from_rows({{1, 1e308}, {1, -1e308}});
-  EXPECT_EQ(error_of([&] { k.Gaussd(2, big, 0, id); }), err::kOverflow);
-  EXPECT_EQ(error_of([&] { k.Gaussd(40000, big, 0, id); }), err::kOverflow);
-  DoubleArray offset(Bounds{2, 3}, Bounds{1, 3});
-  EXPECT_EQ(error_of([&] { k.Gaussd(2, offset, 1, id); }), err::kSubscript);
-}
-
-TEST(Gauss, FastDoublePathMatchesTheElementPathBitForBit) {
-  std::mt19937 rng(3);
-  std::uniform_real_distribution<double> u(-10, 10);
-  for (int n : {1, 2, 3, 7, 20, 45}) {
-    DoubleArray d(Bounds{1, n}, Bounds{1, n + 2});
-    for (double& x : std::span(d.data(), d.size())) x = u(rng);
-    d(n, n + 2) = 3;
-    VariantArray all_doubles = as_variants(d);
-    // One Integer cell sends the variant flavour down the element-by-element path.
-    VariantArray mixed = as_variants(d);
-    mixed(n, n + 2) = Variant(3);
-    Variant idd, idv, idm;
-    Korvat k;
-    k.Gaussd(n, d, 2, idd);
-    k.Gauss(n, all_doubles, 2, idv);
-    k.Gauss(n, mixed, 2, idm);
-    EXPECT_EQ(idd, idm);
-    EXPECT_EQ(idv, idm);
-    const auto a = cells(d), b = cells(all_doubles), c = cells(mixed);
-    ASSERT_EQ(std::memcmp(a.data(), c.data(), a.size() * sizeof(double)), 0) << n;
-    ASSERT_EQ(std::memcmp(b.data(), c.data(), b.size() * sizeof(double)), 0) << n;
-  }
-}
-
-TEST(Gauss, AnOverflowLeavesWhatTheElementOrderLeavesOnEveryPath) {
-  // Row 3's update overflows in its third column: the columns before it are
-  // updated, the ones after it keep their values.
-  for (int n : {3, 20}) {
-    DoubleArray d(Bounds{1, n}, Bounds{1, n + 2});
-    for (int i = 1; i <= n; ++i)
-      for (int j = 1; j <= n + 2; ++j) d(i, j) = (i == j ? 4.0 : 0.5) + 0.01 * i * j;
-    d(1, 3) = 1.5e308;
-    d(3, 3) = -1.5e308;
-    d(3, 1) = 3.5;
-    VariantArray mixed = as_variants(d);
-    mixed(n, n + 2) = Variant(static_cast<int>(d(n, n + 2)));
-    d(n, n + 2) = std::trunc(d(n, n + 2));
-    VariantArray doubles = as_variants(d);
-    Variant id;
-    Korvat k;
-    EXPECT_EQ(error_of([&] { k.Gaussd(n, d, 2, id); }), err::kOverflow);
-    EXPECT_EQ(error_of([&] { k.Gauss(n, doubles, 2, id); }), err::kOverflow);
-    EXPECT_EQ(error_of([&] { k.Gauss(n, mixed, 2, id); }), err::kOverflow);
-    EXPECT_EQ(cells(d), cells(mixed)) << n;
-    EXPECT_EQ(cells(doubles), cells(mixed)) << n;
-  }
-}
-
-TEST(Invert, KnownInversesAndTheInputKeptIntact) {
-  Korvat k;
-  struct Case {
-    DoubleArray a;
-    std::vector<double> inverse;  // column-major
-  } cases[] = {
-      {DoubleArray::from_rows({{4, 7}, {2, 6}}), {0.6, -0.2, -0.7, 0.4}},
-      {DoubleArray::from_rows({{0, 1}, {1, 0}}), {0, 1, 1, 0}},  // needs the row exchange
-      {DoubleArray::from_rows({{2, 0, 0}, {0, 4, 0}, {0, 0, 8}}), {0.5, 0, 0, 0, 0.25, 0, 0, 0, 0.125}},
-      {DoubleArray::from_rows({{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}), {1, 0, 0, 0, 1, 0, 0, 0, 1}},
-  };
-  for (auto& c : cases) {
-    const auto before = cells(c.a);
-    Variant n = c.a.ubound(1);
-    DoubleArray inv(c.a.bounds(1), c.a.bounds(2));
-    VariantArray va = as_variants(c.a), vinv(c.a.bounds(1), c.a.bounds(2));
-    Variant idd, idv;
-    double ep = 1e-13;
-    k.Invertd(n, c.a, inv, idd, ep);
-    k.Invert(n, va, vinv, idv);
-    EXPECT_EQ(idd, Variant(short{0}));
-    EXPECT_EQ(idv, Variant(short{0}));
-    const auto got = cells(inv);
-    for (std::size_t i = 0; i < got.size(); ++i) EXPECT_NEAR(got[i], c.inverse[i], 1e-15);
-    EXPECT_EQ(cells(vinv), got);
-    EXPECT_EQ(cells(c.a), before);
-  }
-}
-
-TEST(Invert, ThresholdIsNonStrictAndTheStatusIsWrittenOnlyAtTheExits) {
-  Korvat k;
-  Variant n = 2;
-  DoubleArray inv({1, 2}, {1, 2});
+// Gaussd, Gauss on Doubles and Gauss on Integers against the reference and,
+// when given, against values worked out by hand.
+void check_gauss(int n, int ncol, const Cells& input, const Cells& by_hand = {}) {
+  SCOPED_TRACE(::testing::Message() << "n = " << n << ", ncol = " << ncol);
+  Cells want = input;
+  int status = 0;
+  const int error = error_of([&] { status = gauss_reference(n, ncol, want); });
+  EXPECT_TRUE(by_hand.empty() || want == by_hand);
+  DoubleArray d(Bounds{1, n}, Bounds{1, n + ncol});
+  std::copy(input.begin(), input.end(), d.data());
+  VariantArray doubles = as_variants(d), integers = as_variants(d, true);
   Variant id = 9;
-  // A pivot exactly equal to EP is singular.
-  DoubleArray a = DoubleArray::from_rows({{0.5, 0}, {0, 0.25}});
-  double ep = 0.25;
-  k.Invertd(n, a, inv, id, ep);
-  EXPECT_EQ(id, Variant(short{1}));
-  ep = 0.2499;
-  k.Invertd(n, a, inv, id, ep);
+  EXPECT_EQ(error_of([&] { Korvat::global().Gaussd(n, d, ncol, id); }), error);
+  EXPECT_EQ(id, Variant(static_cast<short>(status)));  // 0 from the entry when an error ends it
+  EXPECT_EQ(bits(d), bits(want));
+  for (VariantArray* v : {&doubles, &integers}) {
+    id = 9;
+    EXPECT_EQ(error_of([&] { Korvat::global().Gauss(n, *v, ncol, id); }), error);
+    EXPECT_EQ(id, Variant(static_cast<short>(status)));
+    EXPECT_EQ(bits(*v), bits(want));
+  }
+}
+
+TEST(Gauss, HandWorkedSystemsThresholdsAndTies) {
+  // 2x + y = 5, x + 3y = 10: row 1 / 2 = (1, .5, 2.5); row 2 - row 1 = (0, 2.5, 7.5),
+  // / 2.5 = (0, 1, 3); back substitution 2.5 - .5 * 3 = 1.
+  check_gauss(2, 1, {2, 1, 1, 3, 5, 10}, {1, 0, 0.5, 1, 1, 3});
+  // A = [[0,2,1],[1,1,1],[2,1,3]], solutions (1,2,3) and (-1,0,4): row exchanges.
+  check_gauss(3, 2, {0, 1, 2, 2, 1, 1, 1, 1, 3, 7, 6, 13, 4, 3, 10});
+  check_gauss(1, 1, {1e-6, 1}, {1, 1e6});         // a pivot of exactly 1E-6 is accepted
+  check_gauss(1, 1, {9.99e-7, 1}, {9.99e-7, 1});  // below: singular, untouched
+  check_gauss(2, 1, {1, -1, 1, 1, 2, 0}, {1, 0, 1, 1, 1, 1});     // equal candidates: the upper row
+  check_gauss(2, 1, {2, 1, 4, 2, 1, 1}, {1, 0, 2, 0, 0.5, 0.5});  // a zero column at step 2: singular
+  check_gauss(2, 0, {2, 1, 4, 3}, {1, 0, 2, 1});  // no right-hand side: only triangularised
+  check_gauss(0, 1, {});
+  // Negative pivots: the zeros left of the diagonal take the sign of their division.
+  check_gauss(3, 1, {-2, 1, 0, 4, -3, 1, 1, 1, -5, 1, 2, 3});
+}
+
+TEST(Gauss, EverySizeAroundTheFastPathLimitsOverflowsAndSingularMatrices) {
+  std::mt19937 rng(2024);
+  for (int n : {1, 2, 3, 4, 5, 6, 7, 10, 16, 17, 24, 33})
+    for (int ncol : {0, 1, 3, 5, 20}) {
+      const auto u = [n](int i, int j) { return static_cast<std::size_t>((j - 1) * n + i - 1); };
+      Cells c = random_cells(rng, n * (n + ncol), 3), whole = c, rhs = c, coef = c, sing = c;
+      c.back() = 3;  // one whole value: the Integer matrix takes the element path
+      check_gauss(n, ncol, c);
+      for (double& x : whole) x = std::round(x);  // ties between candidates, exact zeros
+      check_gauss(n, ncol, whole);
+      if (n < 2 || ncol < 1) continue;
+      rhs[u(1, n + 1)] = 1.7e308, rhs[u(n, n + 1)] = -1.7e308, rhs[u(1, 1)] = 3;  // the back substitution overflows
+      check_gauss(n, ncol, rhs);
+      // Pivot a(1,1) = 3; row 2 then needs -1.5e308 - 0.5e308 * 1.5.
+      coef[u(1, 1)] = 3, coef[u(2, 1)] = 1.5, coef[u(1, 2)] = 1.5e308, coef[u(2, 2)] = -1.5e308;
+      check_gauss(n, ncol, coef);
+      for (int i = 1; i <= n; ++i) sing[u(i, 2)] = 2 * sing[u(i, 1)];  // singular after step 1
+      sing[u(1, 1)] = 3, sing[u(1, 2)] = 6;
+      check_gauss(n, ncol, sing);
+    }
+}
+
+// Invertd (small systems kept aside, larger ones walked by columns) against
+// Invert, whose Variants take the element-by-element order: the same error,
+// status (written only at the exits) and bits, the input kept.  Returns the
+// error and Invert's inverse.
+std::pair<int, VariantArray> check_invert(int n, const Cells& input, double ep, int status = 0, const Cells& by_hand = {}) {
+  SCOPED_TRACE(::testing::Message() << "n = " << n << ", ep = " << ep);
+  DoubleArray a(Bounds{1, n}, Bounds{1, n}), inv = a;
+  std::copy(input.begin(), input.end(), a.data());
+  VariantArray va = as_variants(a), vinv(Bounds{1, n}, Bounds{1, n});
+  Variant nn = n, idd = 9, idv = 9, vep = ep;
+  const int error = error_of([&] { Korvat::global().Invert(nn, va, vinv, idv, vep); });
+  EXPECT_EQ(error_of([&] { Korvat::global().Invertd(nn, a, inv, idd, ep); }), error);
+  EXPECT_EQ(idd, idv);
+  EXPECT_EQ(bits(inv), bits(vinv));
+  EXPECT_EQ(bits(a), bits(input));
+  if (!by_hand.empty()) {
+    EXPECT_EQ(idv, Variant(static_cast<short>(status)));
+    for (std::size_t i = 0; i < by_hand.size(); ++i) EXPECT_NEAR(inv.data()[i], by_hand[i], 1e-15);
+  }
+  return {error, vinv};
+}
+
+TEST(Invert, HandWorkedInversesAndTheNonStrictThreshold) {
+  check_invert(2, {4, 2, 7, 6}, 1e-13, 0, {0.6, -0.2, -0.7, 0.4});
+  check_invert(2, {0, 1, 1, 0}, 1e-13, 0, {0, 1, 1, 0});  // needs the row exchange
+  check_invert(3, {2, 0, 0, 0, 4, 0, 0, 0, 8}, 1e-13, 0, {0.5, 0, 0, 0, 0.25, 0, 0, 0, 0.125});
+  check_invert(2, {0.5, 0, 0, 0.25}, 0.25, 1, {1, 0, 0, 1});  // a pivot equal to EP is singular
+  check_invert(2, {0.5, 0, 0, 0.25}, 0.2499, 0, {2, 0, 0, 4});
+  check_invert(2, {0, 0, 1, 2}, 0.1, 1, {1, 0, 0, 1});  // a zero column: singular before any update
+  for (int n : {16, 17}) {  // the last pivot equal to EP, on the small and the large path
+    Cells d(static_cast<std::size_t>(n * n), 0.0);
+    for (int i = 0; i < n; ++i) d[static_cast<std::size_t>(i * (n + 1))] = i + 1 < n ? 2.0 : 0.25;
+    check_invert(n, d, 0.25, 1, {1});  // the identity as it was
+  }
+  // Rows (1,2,0), (0,1,1), (1,2,0): row 2 has a zero below the first pivot and
+  // row 3 below the second, so they are skipped; singular at the third pivot.
+  // What no operation touched keeps the identity's 16-bit Integers.
+  const VariantArray inv = check_invert(3, {1, 0, 1, 2, 1, 2, 0, 1, 0}, 1e-6, 1, {1, 0, -1, 0, 1, 0, 0, 0, 1}).second;
+  for (std::size_t i = 0; i < 9; ++i) EXPECT_EQ(inv.data()[i].type(), i % 3 == 2 ? Variant::Type::Double : Variant::Type::Integer);
+}
+
+TEST(Invert, EverySizeOverflowsAndZeroPivotsAgreeOnEveryPath) {
+  std::mt19937 rng(99);
+  for (int n : {1, 2, 3, 4, 7, 10, 16, 17, 30}) {
+    Cells c = random_cells(rng, n * n, 4), whole = c, zero(c.size(), 0.0), eliminate = c, back = c;
+    check_invert(n, c, 1e-13);
+    for (double& v : whole) v = std::round(v / 2);  // exact zeros below the pivot, ties
+    check_invert(n, whole, 1e-13);
+    zero[0] = 1;  // a negative threshold: a zero pivot divides by zero
+    EXPECT_EQ(check_invert(n, zero, -1).first, n > 1 ? err::kDivisionByZero : 0);
+    if (n < 2) continue;
+    const auto u = [n](int i, int j) { return static_cast<std::size_t>((j - 1) * n + i - 1); };
+    for (int i = 1; i <= n; ++i) eliminate[u(i, 1)] = back[u(i, 1)] = 0;
+    // Rows 1 and 2 start (4, 1.5e308) and (4, -1.5e308): the elimination overflows.
+    eliminate[u(1, 1)] = eliminate[u(2, 1)] = 4, eliminate[u(1, 2)] = 1.5e308, eliminate[u(2, 2)] = -1.5e308;
+    EXPECT_EQ(check_invert(n, eliminate, 0).first, err::kOverflow);
+    back[u(1, 1)] = 1e-300, back[u(1, 2)] = 1e300;  // the back substitution divides by 1e-300
+    EXPECT_EQ(check_invert(n, back, 0).first, err::kOverflow);
+  }
+}
+
+TEST(GaussAndInvert, FaultsDefaultsAndArgumentsReadWhereUsed) {
+  Korvat k;
+  Variant id = 5, n = 2, text = "tiny", none = 0, negative = -1;
+  DoubleArray small = DoubleArray::from_rows({{2, 4}, {1, 3}}), offset(Bounds{2, 3}, Bounds{1, 3});
+  EXPECT_EQ(error_of([&] { k.Gaussd(2, small, 1, id); }), err::kSubscript);  // no right-hand side column
   EXPECT_EQ(id, Variant(short{0}));
-  // The variant flavour defaults to 1E-6; the double flavour's omitted EP is 0.
-  DoubleArray tiny = DoubleArray::from_rows({{1e-9, 0}, {0, 1}});
-  VariantArray vtiny = as_variants(tiny), vinv({1, 2}, {1, 2});
-  k.Invert(n, vtiny, vinv, id);
+  EXPECT_EQ(bits(small), bits(Cells{1, 1, 2, 3}));  // the first row was normalised
+  VariantArray vtext = VariantArray::from_rows({{1.0, "x"}, {2.0, 1.0}});
+  EXPECT_EQ(error_of([&] { k.Gauss(1, vtext, 1, id); }), err::kTypeMismatch);
+  EXPECT_EQ(error_of([&] { k.Gaussd(40000, small, 0, id); }), err::kOverflow);
+  EXPECT_EQ(error_of([&] { k.Gaussd(2, offset, 1, id); }), err::kSubscript);
+  DoubleArray tiny = DoubleArray::from_rows({{1e-6, 0}, {0, 1}}), inv = tiny;
+  VariantArray vtiny = as_variants(tiny), vinv = vtiny;
+  k.Invert(n, vtiny, vinv, id);  // an omitted EP is 1E-6, compared non-strictly
   EXPECT_EQ(id, Variant(short{1}));
-  k.Invertd(n, tiny, inv, id);
+  k.Invertd(n, tiny, inv, id);  // the double flavour's omitted EP is 0
   EXPECT_EQ(id, Variant(short{0}));
-  EXPECT_DOUBLE_EQ(inv(1, 1), 1e9);
+  EXPECT_DOUBLE_EQ(inv(1, 1), 1e6);
   // A threshold that is no number fails where the first pivot is compared
-  // with it: the identity has been written, the status not.
-  Variant text = "tiny";
-  id = 9;
-  vinv(1, 2) = 5.0;
+  // with it: the identity is written, the status not.
+  id = 9, vinv(1, 1) = 5.0;
   EXPECT_EQ(error_of([&] { k.Invert(n, vtiny, vinv, id, text); }), err::kTypeMismatch);
   EXPECT_EQ(id, Variant(9));
-  EXPECT_EQ(vinv(1, 2).to_double(), 0.0);
-  EXPECT_EQ(vinv(2, 2).to_double(), 1.0);
-  Variant none = 0;
-  k.Invert(none, vtiny, vinv, id, text);  // never compared: no error
+  EXPECT_EQ(bits(vinv), bits(Cells{1, 0, 0, 1}));
+  k.Invert(none, vtiny, vinv, id, text);  // n = 0: never compared, success
   EXPECT_EQ(id, Variant(short{0}));
-  // n = 0 computes nothing and reports success.
-  Variant zero = 0;
-  id = 9;
-  k.Invertd(zero, tiny, inv, id);
-  EXPECT_EQ(id, Variant(short{0}));
-  // A zero column: no exchange, singular, the identity partly transformed.
-  DoubleArray col = DoubleArray::from_rows({{0, 1}, {0, 2}});
-  k.Invertd(n, col, inv, id, ep);
-  EXPECT_EQ(id, Variant(short{1}));
-  EXPECT_EQ(cells(inv), (std::vector<double>{1, 0, 0, 1}));
-}
-
-TEST(Invert, FastDoublePathMatchesTheElementPathBitForBit) {
-  std::mt19937 rng(11);
-  std::uniform_real_distribution<double> u(-5, 5);
-  for (int n : {1, 3, 8, 31}) {
-    DoubleArray a(Bounds{1, n}, Bounds{1, n});
-    for (double& x : std::span(a.data(), a.size())) x = u(rng);
-    a(2 <= n ? 2 : 1, 1) = 0;  // a zero below the diagonal skips its row
-    VariantArray va = as_variants(a), vinv(Bounds{1, n}, Bounds{1, n});
-    DoubleArray inv(Bounds{1, n}, Bounds{1, n});
-    Variant nn = n, idd, idv;
-    double ep = 1e-6;
-    Variant vep = 1e-6;
-    Korvat k;
-    k.Invertd(nn, a, inv, idd, ep);
-    k.Invert(nn, va, vinv, idv, vep);
-    EXPECT_EQ(idd, idv);
-    const auto x = cells(inv), y = cells(vinv);
-    ASSERT_EQ(std::memcmp(x.data(), y.data(), x.size() * sizeof(double)), 0) << n;
-  }
+  EXPECT_EQ(error_of([&] { k.Invert(negative, vtiny, vinv, id); }), err::kSubscript);
 }
 
 }  // namespace
