@@ -4,6 +4,7 @@
 // element path) must leave the same bits, statuses and errors.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <random>
@@ -29,16 +30,15 @@ std::vector<std::uint64_t> bits(const A& a) {
 // is not all Doubles takes the element-by-element path.
 VariantArray as_variants(const DoubleArray& d, bool integers = false) {
   VariantArray v(d.bounds(1), d.bounds(2));
-  for (std::size_t k = 0; k < d.size(); ++k) {
-    const double x = d.data()[k];
-    v.data()[k] = integers && x != 0 && x == std::trunc(x) && std::abs(x) < 3e4 ? Variant(static_cast<int>(x)) : Variant(x);
-  }
+  std::transform(d.data(), d.data() + d.size(), v.data(), [&](double x) {
+    return integers && x != 0 && x == std::trunc(x) && std::abs(x) < 3e4 ? Variant(static_cast<int>(x)) : Variant(x);
+  });
   return v;
 }
 Cells random_cells(std::mt19937& rng, int count, double range) {
   std::uniform_real_distribution<double> u(-range, range);
   Cells c(static_cast<std::size_t>(count));
-  for (double& x : c) x = u(rng);
+  std::generate(c.begin(), c.end(), [&] { return u(rng); });
   return c;
 }
 
@@ -115,13 +115,11 @@ TEST(Gauss, EverySizeAroundTheFastPathLimitsOverflowsAndSingularMatrices) {
       check_gauss(n, ncol, whole);
       if (n < 2 || ncol < 1) continue;
       rhs[u(1, n + 1)] = 1.7e308, rhs[u(n, n + 1)] = -1.7e308, rhs[u(1, 1)] = 3;  // the back substitution overflows
-      check_gauss(n, ncol, rhs);
       // Pivot a(1,1) = 3; row 2 then needs -1.5e308 - 0.5e308 * 1.5.
       coef[u(1, 1)] = 3, coef[u(2, 1)] = 1.5, coef[u(1, 2)] = 1.5e308, coef[u(2, 2)] = -1.5e308;
-      check_gauss(n, ncol, coef);
       for (int i = 1; i <= n; ++i) sing[u(i, 2)] = 2 * sing[u(i, 1)];  // singular after step 1
       sing[u(1, 1)] = 3, sing[u(1, 2)] = 6;
-      check_gauss(n, ncol, sing);
+      for (const Cells* m : {&rhs, &coef, &sing}) check_gauss(n, ncol, *m);
     }
 }
 

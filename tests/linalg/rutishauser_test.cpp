@@ -43,13 +43,9 @@ TEST(Rutishauser, OrderTwoByHandAtEveryScaleAndSymmetryRelativeToTheLargestEleme
 }
 
 TEST(Rutishauser, KnownEigenpairsWithEveryOption) {
-  const struct {
-    int n;
-    char spectrum;  // spread over six decades, clustered within 1E-7, or repeated
-    Variant eigvec, stripd, sweep, freq, itmax;
-    double eps1, eps2, eps4, tol;  // tol 0: a few units of rounding of the norm
-    int tag1;
-  } cases[] = {
+  // Spectra spread over six decades, clustered within 1E-7, or repeated; tol 0:
+  // a few units of rounding of the norm.
+  const struct { int n; char spectrum; Variant eigvec, stripd, sweep, freq, itmax; double eps1, eps2, eps4, tol; int tag1; } cases[] = {
       {6, 's', M, M, M, M, M, 0, 0, 0, 0, 0},      {30, 'c', M, M, M, M, M, 0, 0, 0, 0, 0},
       {80, 'r', M, M, M, M, M, 0, 0, 0, 0, 0},     {200, 's', M, M, M, M, M, 0, 0, 0, 0, 0},
       {8, 's', false, M, M, M, M, 0, 0, 0, 0, 0},  // U neither read nor written
@@ -73,15 +69,13 @@ TEST(Rutishauser, KnownEigenpairsWithEveryOption) {
     }
     std::sort(lambda.begin(), lambda.end());
     auto q = [&](int k, int i) { return (i == k) - 2 * v[static_cast<std::size_t>(i)] * v[static_cast<std::size_t>(k)] / vv; };
-    DoubleArray a(Bounds{1, c.n}, Bounds{1, c.n}), b(Bounds{1, c.n}), U = a, none(Bounds{1, 1}, Bounds{1, 1});
+    DoubleArray a(Bounds{1, c.n}, Bounds{1, c.n}), given = a, b(Bounds{1, c.n}), U = a, none(Bounds{1, 1}, Bounds{1, 1});
     for (int i = 0; i < c.n; ++i)
       for (int j = 0; j < c.n; ++j) {
         for (int k = 0; k < c.n; ++k) a(i + 1, j + 1) += q(k, i) * lambda[static_cast<std::size_t>(k)] * q(k, j);
         norm = std::hypot(norm, a(i + 1, j + 1));
+        given(i + 1, j + 1) = i > j && !c.stripd.is_missing() ? 1e6 * i : a(i + 1, j + 1);  // never read with stripd
       }
-    DoubleArray given = a;
-    for (int i = 1; i <= c.n && !c.stripd.is_missing(); ++i)
-      for (int j = 1; j < i; ++j) given(i, j) = 1e6 * i;
     Variant t1, t2, it;
     none(1, 1) = 42;
     Korvat::global().Rutishauserd(c.n, given, b, c.eigvec.is_missing() ? U : none, t1, t2, it, c.eigvec, c.stripd,
@@ -112,10 +106,10 @@ TEST(Rutishauser, KnownEigenpairsWithEveryOption) {
 }
 
 TEST(Rutishauser, FaultsRaiseBeforeAnythingIsWritten) {
-  const struct { int n, nb, nu; Variant cell, sweep, freq; int error; } rows[] = {
-      {3, 2, 3, 1, M, M, err::kSubscript},    {3, 3, 2, 1, M, M, err::kSubscript},     {4, 3, 3, 1, M, M, err::kSubscript},
-      {-1, 3, 3, 1, M, M, err::kInvalidCall}, {3, 3, 3, "x", M, M, err::kTypeMismatch}, {3, 3, 3, INFINITY, M, M, err::kOverflow},
-      {3, 3, 3, 1, -1, M, err::kInvalidCall}, {3, 3, 3, 1, M, 0, err::kInvalidCall},   {0, 3, 3, 1, M, M, 0}};
+  const struct { int n, nb, nu; Variant cell, sweep, freq; int error; } rows[] = {  // nb, nu: the sizes of b and U
+      {3, 2, 3, 1, M, M, err::kSubscript}, {3, 3, 2, 1, M, M, err::kSubscript}, {4, 3, 3, 1, M, M, err::kSubscript},
+      {-1, 3, 3, 1, M, M, err::kInvalidCall}, {3, 3, 3, 1, -1, M, err::kInvalidCall}, {3, 3, 3, 1, M, 0, err::kInvalidCall},
+      {3, 3, 3, "x", M, M, err::kTypeMismatch}, {3, 3, 3, INFINITY, M, M, err::kOverflow}, {0, 3, 3, 1, M, M, 0}};
   for (const auto& r : rows) {
     SCOPED_TRACE(&r - rows);
     VariantArray a = VariantArray::from_rows({{4, 1, 0}, {1, 4, r.cell}, {0, r.cell, 4}}), b(Bounds{1, r.nb});
