@@ -166,5 +166,13 @@ Section "Uninstall"
   RMDir /r "$INSTDIR\examples"
   Delete "$INSTDIR\uninstall.exe"
   RMDir "$INSTDIR"
+  ; The user's Programs folder, which the installation may have made: only if empty.
+  ${If} $MultiUser.InstallMode == "CurrentUser"
+    GetKnownFolderPath $1 {5CD7AEE2-2219-4A67-B85D-6C9CE15660CB}
+    ${If} $1 == ""
+      StrCpy $1 "$LOCALAPPDATA\Programs"
+    ${EndIf}
+    RMDir $1
+  ${EndIf}
   DeleteRegKey SHCTX "${UNINST_KEY}"
 SectionEnd
