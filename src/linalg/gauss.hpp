@@ -27,6 +27,7 @@
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
+#include "linalg/blocked.hpp"
 #include "linalg/kernels.hpp"
 #include "kor/variant.hpp"
 
@@ -90,8 +91,7 @@ void gauss_checked(const N& n, Matrix& a, const NC& ncol, Status& id) {
 // whose values leave that range runs in the element-by-element order.
 inline constexpr double kSafe = 0x1p400;
 inline constexpr double kSafeRow = 0x1p420;
-// 1 when x is no finite number of magnitude at most limit (NaN included).
-inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
+
 
 // A matrix of doubles addressed in place, every position known to exist.
 template <std::size_t Step>
@@ -234,9 +234,23 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
   // Small systems gain nothing from the column walk; they run the checked
   // row order directly and skip the range scans.
   const bool vectorise = n > 16;
-  bool safe_block = vectorise && block_within(1);
+  // Large systems of doubles run whole panels in the blocked form first (the
+  // same operations on every element in the same order); what the values
+  // do not allow there continues here in the row order.
+  int first_step = 1;
+  if constexpr (Step == 1) {
+    if (n >= kBlockedMin) {
+      const BlockedOutcome b = gauss_blocked(n, ncol, a, ld, kGaussPivotMin);
+      if (b.singular) {
+        assign_status(id, 1);
+        return;
+      }
+      first_step = b.next_step;
+    }
+  }
+  bool safe_block = vectorise && first_step <= n && block_within(first_step);
 
-  for (int k = 1; k <= n; ++k) {
+  for (int k = first_step; k <= n; ++k) {
     double big = 0;
     int p = 0;
     const double* col = &at(1, k);

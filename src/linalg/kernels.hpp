@@ -10,6 +10,9 @@
 
 namespace kor::linalg::detail {
 
+// 1 when x is no finite number of magnitude at most limit (NaN included).
+inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
+
 // dst[t] = dst[t] - src[t] * s for t in [0, count).  Returns whether every
 // result is a number of magnitude at most limit.
 inline bool sub_scaled(double* dst, const double* src, double s, int count, double limit) {
