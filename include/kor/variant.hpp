@@ -59,7 +59,15 @@ class Variant {
   Variant(const Variant& o);
   Variant(Variant&& o) noexcept : type_(o.type_), u_(o.u_) { o.type_ = Type::Empty; }
   Variant& operator=(const Variant& o);
-  Variant& operator=(Variant&& o) noexcept;
+  Variant& operator=(Variant&& o) noexcept {
+    if (this != &o) {
+      release();
+      type_ = o.type_;
+      u_ = o.u_;
+      o.type_ = Type::Empty;
+    }
+    return *this;
+  }
   ~Variant() { release(); }
 
   Type type() const noexcept { return type_; }
@@ -73,7 +81,8 @@ class Variant {
 
   // The value as a double (errors 13 and 94 as described above).
   double to_double() const {
-    if (type_ == Type::Double) return u_.d;  // the common case, kept inline
+    if (type_ == Type::Double) return u_.d;  // the common cases, kept inline
+    if (type_ == Type::Integer) return u_.i16;
     return to_double_slow();
   }
   // Whole numbers, rounding half to even; overflow is error 6.
@@ -106,7 +115,11 @@ class Variant {
 
  private:
   explicit Variant(Type t) noexcept : type_(t) { u_.d = 0; }
-  void release() noexcept;
+  void release() noexcept {
+    if (type_ == Type::String) release_string();
+    type_ = Type::Empty;
+  }
+  void release_string() noexcept;
   double to_double_slow() const;
   std::int16_t to_int16_slow() const;
 

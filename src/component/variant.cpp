@@ -23,20 +23,7 @@ Variant& Variant::operator=(const Variant& o) {
   return *this;
 }
 
-Variant& Variant::operator=(Variant&& o) noexcept {
-  if (this != &o) {
-    release();
-    type_ = o.type_;
-    u_ = o.u_;
-    o.type_ = Type::Empty;
-  }
-  return *this;
-}
-
-void Variant::release() noexcept {
-  if (type_ == Type::String) delete u_.s;
-  type_ = Type::Empty;
-}
+void Variant::release_string() noexcept { delete u_.s; }
 
 double Variant::to_double_slow() const {
   switch (type_) {
