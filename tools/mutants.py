@@ -75,6 +75,12 @@ FAULTS = [
      "for (int i = k + 1; i < n; ++i) x = x - at(k, i) * bm[", 1),
     ("gauss dense", "src/linalg/gauss.hpp", "for (int r = j; r <= nc; ++r) at(i, r) = old[r - k];",
      "for (int r = j + 1; r <= nc; ++r) at(i, r) = old[r - k];", 1),
+    ("gauss blocked", "src/linalg/blocked.hpp", "acc[j][1] = acc[j][1] - b * fk[1];",
+     "acc[j][1] = acc[j][1] - b * fk[0];", 1),
+    ("gauss blocked", "src/linalg/blocked.hpp", "for (int q = 0; q < r; ++q) sub_scaled_wide",
+     "for (int q = 0; q + 1 < r; ++q) sub_scaled_wide", 1),
+    ("gauss blocked", "src/linalg/blocked.hpp", "for (int q = k0; q < k; ++q) std::swap(F(k, q, k0), F(p, q, k0));",
+     "", 1),
     # Matrix inversion.
     ("invert", "src/linalg/invert.hpp", "if (std::abs(number_of(c(k, k))) <= number_of(ep)) {",
      "if (std::abs(number_of(c(k, k))) < number_of(ep)) {", 1),

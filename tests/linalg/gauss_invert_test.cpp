@@ -145,6 +145,35 @@ std::pair<int, VariantArray> check_invert(int n, const Cells& input, double ep, 
   return {error, vinv};
 }
 
+TEST(Gauss, LargeSystemsInPanelsGiveTheElementOrderBitForBit) {
+  // Orders across the panel limits (blocked from 96, panels of 128 steps):
+  // a random system, one singular inside the second panel, and Wilkinson's
+  // growth matrix (diagonal and last columns 1, -1 below the diagonal) scaled
+  // so that its values leave the blocked range midway (the row order takes
+  // over) or overflow there.
+  std::mt19937 rng(96);
+  for (int n : {97, 130, 257})
+    for (int ncol : {1, 3}) {
+      if (n == 257 && ncol == 3) continue;
+      const auto u = [n](int i, int j) { return static_cast<std::size_t>((j - 1) * n + i - 1); };
+      Cells c = random_cells(rng, n * (n + ncol), 3);
+      c.back() = 3;
+      Cells sing = c, grow(c.size()), burst(c.size());
+      check_gauss(n, ncol, c);
+      if (n == 257) continue;
+      for (int i = 1; i <= n; ++i) sing[u(i, n - 2)] = 2 * sing[u(i, n - 3)];
+      check_gauss(n, ncol, sing);
+      for (int j = 1; j <= n + ncol; ++j)
+        for (int i = 1; i <= n; ++i) {
+          const double w = i == j || j >= n ? 1 : (i > j ? -1 : 0);
+          grow[u(i, j)] = w * 0x1p200;                   // 2^328 after the first panel
+          burst[u(i, j)] = w * std::ldexp(1.0, 1024 - n);  // 2^1023 and beyond near the end
+        }
+      check_gauss(n, ncol, grow);
+      check_gauss(n, ncol, burst);
+    }
+}
+
 TEST(Invert, HandWorkedInversesAndTheNonStrictThreshold) {
   check_invert(2, {4, 2, 7, 6}, 1e-13, 0, {0.6, -0.2, -0.7, 0.4});
   check_invert(2, {0, 1, 1, 0}, 1e-13, 0, {0, 1, 1, 0});  // needs the row exchange
