@@ -193,6 +193,26 @@ TEST(Fmin, TheFirstStageAndTheRotationByHand) {
   EXPECT_EQ(f, bowl({x(1), x(2)}));  // the best point found is left in X
 }
 
+TEST(Fmin, NewDirectionsAreOrthonormalWhateverTheProgressAlongThem) {
+  // 1E6 (x1 - 1)^2 + (x2 - .015)^2 from (0, 0): successes at x1 = .02, .08, .26,
+  // .8 and a failure at 2.42 end the first stage after 9 trials, with a progress
+  // along x1 some 1E7 times that along x2.  The next stage steps .02/(9 + 1):
+  // its trial 1 (a success, towards x1 = 1), trial 2 along the second new
+  // direction and trial 3 along the first again.
+  std::vector<Point> seen;
+  const auto f = [](const Point& x) { return 1e6 * (x[0] - 1) * (x[0] - 1) + (x[1] - 0.015) * (x[1] - 0.015); };
+  FunctionObject g = recorded<DoubleArray>(seen, f);
+  DoubleArray x = DoubleArray::from({0, 0});
+  Variant itmax = 20;
+  MessageCapture quiet;
+  Korvat::global().Fmind(g, 2, x, M, itmax);
+  ASSERT_GE(seen.size(), 13u);
+  const Point& base = f(seen[11]) <= f(seen[10]) ? seen[11] : seen[10];  // where trial 3 starts
+  const double u[] = {seen[11][0] - seen[10][0], seen[11][1] - seen[10][1]}, v[] = {seen[12][0] - base[0], seen[12][1] - base[1]};
+  EXPECT_NEAR(std::hypot(u[0], u[1]), 0.002, 1e-15);
+  EXPECT_NEAR((u[0] * v[0] + u[1] * v[1]) / std::hypot(u[0], u[1]) / std::hypot(v[0], v[1]), 0, 1e-11);
+}
+
 TEST(Fmin, TheLimitItsFloorTheCountWrittenBackAndTheMessage) {
   // A constant: every trial succeeds and the steps triple, so only the limit
   // ends the search, after itmax + 1 trials, or the point overflows first
