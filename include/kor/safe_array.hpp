@@ -17,6 +17,13 @@
 #include "kor/error.hpp"
 #include "kor/variant.hpp"
 
+// Element access is the innermost operation of every method: keep it inline.
+#if defined(__GNUC__)
+#define KOR_ALWAYS_INLINE [[gnu::always_inline]] inline
+#else
+#define KOR_ALWAYS_INLINE inline
+#endif
+
 namespace kor {
 
 struct Bounds {
@@ -84,10 +91,10 @@ class SafeArray {
     return b_[dim - 1];
   }
 
-  T& operator()(std::int32_t i) { return data_[offset(i)]; }
-  const T& operator()(std::int32_t i) const { return data_[offset(i)]; }
-  T& operator()(std::int32_t i, std::int32_t j) { return data_[offset(i, j)]; }
-  const T& operator()(std::int32_t i, std::int32_t j) const { return data_[offset(i, j)]; }
+  KOR_ALWAYS_INLINE T& operator()(std::int32_t i) { return data_[offset(i)]; }
+  KOR_ALWAYS_INLINE const T& operator()(std::int32_t i) const { return data_[offset(i)]; }
+  KOR_ALWAYS_INLINE T& operator()(std::int32_t i, std::int32_t j) { return data_[offset(i, j)]; }
+  KOR_ALWAYS_INLINE const T& operator()(std::int32_t i, std::int32_t j) const { return data_[offset(i, j)]; }
 
   // Whether a position exists, without raising.
   bool contains(std::int32_t i) const noexcept {
@@ -112,11 +119,11 @@ class SafeArray {
   std::size_t size() const noexcept { return data_.size(); }
 
  private:
-  std::size_t offset(std::int32_t i) const {
+  KOR_ALWAYS_INLINE std::size_t offset(std::int32_t i) const {
     if (!contains(i)) [[unlikely]] raise_error(err::kSubscript);
     return static_cast<std::size_t>(i - b_[0].lower);
   }
-  std::size_t offset(std::int32_t i, std::int32_t j) const {
+  KOR_ALWAYS_INLINE std::size_t offset(std::int32_t i, std::int32_t j) const {
     if (!contains(i, j)) [[unlikely]] raise_error(err::kSubscript);
     return static_cast<std::size_t>(i - b_[0].lower) +
            static_cast<std::size_t>(j - b_[1].lower) * static_cast<std::size_t>(b_[0].count());
