@@ -17,7 +17,8 @@ set -uo pipefail
 cd "$(dirname "$0")/.."
 setup=$(realpath "$1")
 client=$(realpath "$2")
-wine=$(command -v wine64 || echo /usr/lib/wine/wine64)
+# Debian's wine runs 32- and 64-bit programs alike once wine32 is there.
+wine=$(command -v wine || command -v wine64 || echo /usr/lib/wine/wine64)
 wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
 export WINEDEBUG=-all WINEDLLOVERRIDES="mscoree,mshtml="
 
