@@ -225,7 +225,11 @@ def main():
     else:
         print("ccache not found: every fault rebuilds twice (apt-get install ccache makes it faster)")
     suite = ["ctest", "--test-dir", build, "-E", "^(install|python)", "-j", jobs, "--timeout", "120"]
-    if run(configure, work, log) or run(["cmake", "--build", build, "-j", jobs], work, log) or run(suite, work, log):
+    # A run that was stopped while a fault was applied may have left an object
+    # file half written but newer than its source: build that tree afresh.
+    dirty = os.path.join(args.work, "fault-applied")
+    first_build = ["cmake", "--build", build, "-j", jobs] + (["--clean-first"] if os.path.exists(dirty) else [])
+    if run(configure, work, log) or run(first_build, work, log) or run(suite, work, log):
         print(f"the unchanged tree does not build or pass its tests: see {log}")
         return 2
 
@@ -241,6 +245,7 @@ def main():
             stale.append(label)
             print(f"stale   {label}", flush=True)
             continue
+        open(dirty, "w").close()
         with open(target, "w", encoding="utf-8") as f:
             f.write(original[:at] + new + original[at + len(old):])
         try:
@@ -262,6 +267,8 @@ def main():
             stale.append(label)
         print(f"{verdict:7} {label}", flush=True)
     run(["cmake", "--build", build, "-j", jobs], work, log)
+    if os.path.exists(dirty):
+        os.remove(dirty)
     valid = caught + len(missed)
     print(f"\n{caught} of {valid} faults caught, {len(missed)} missed"
           + (f", {len(stale)} stale or not building" if stale else "")
