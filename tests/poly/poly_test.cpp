@@ -137,15 +137,17 @@ TEST(LinBairstow, MessagesDefaultsAndFaults) {
   // with the positions its roots have when it is divided out.
   roots_of(from_roots({{1, 2}, {1, -2}, {-3, 0.5}, {-3, -0.5}, 4}), 1);
   const std::string slow = "Kvadratický faktor nekonverguje ani po změně počátečních hodnot, kořeny ";
-  EXPECT_EQ(messages.messages(), (std::vector<Message>{{"Nulový koeficient u nejvyšší mocniny, stupeň rovnice snížen na 2", 16, "LINBAIRSTOW"},
-                                                       {slow + "1 a 2 jsou nepřesné", 16, "LINBAIRSTOW"},
-                                                       {slow + "3 a 4 jsou nepřesné", 16, "LINBAIRSTOW"}}));
+  EXPECT_EQ(messages.messages(),
+            (std::vector<Message>{{"Nulový koeficient u nejvyšší mocniny, stupeň rovnice snížen na 2", 16, "LINBAIRSTOW"},
+                                  {slow + "1 a 2 jsou nepřesné", 16, "LINBAIRSTOW"},
+                                  {slow + "3 a 4 jsou nepřesné", 16, "LINBAIRSTOW"}}));
   // Integers, a numeric text and a double; a missing, Empty or non-positive
   // tolerance is 1E-12.  The roots fit Polyn's general form.
   VariantArray a = VariantArray::from({1, -6, "11", -6.0});
   for (const Variant& eps : {Variant::missing(), Variant(), Variant(-1.0)}) {
     k.LinBairstow(3, a, xr, xi, eps);
-    for (int i = 1; i <= 3; ++i) EXPECT_TRUE(std::abs(xr(i).to_double() - i) < 1e-13 && std::abs(k.Polyn(-3, xr(i), a).to_double()) < 1e-12);
+    for (int i = 1; i <= 3; ++i)
+      EXPECT_TRUE(std::abs(xr(i).to_double() - i) < 1e-13 && std::abs(k.Polyn(-3, xr(i), a).to_double()) < 1e-12);
   }
   const struct { int npol; std::vector<Variant> a; int error; } cases[] = {
       {-1, {1, 2}, err::kInvalidCall},      {2, {0, 0, 0}, err::kInvalidCall},  // every number is a root

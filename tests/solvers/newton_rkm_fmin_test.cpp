@@ -138,7 +138,8 @@ TEST(Rkm, StepsFollowMersonsFormulasAndTheStepIsKeptBetweenCalls) {
       {false, 1, 0, 1e-7, 0, 1, 3},      {false, 1, 9e-16, 1e-7, 0, 1, 3},  // Delta replaced below the floor
       {false, 1, 1e-6, 1e-6, 1, 0.05, 1},  // Star 1: the whole interval at once, kept as the next step
       {true, 1, 1e-6, 1e-6, 1, -2, -3},    // backwards
-      {false, 0, 1e-6, 1e-6, 0, 2, 3}};    // y' = 0: E = 0, the rest in one step
+      {false, 0, 1e-6, 1e-6, 0, 2, 3},     // y' = 0: E = 0, the rest in one step
+      {false, 1, 1e-6, 1e-6, 0, 0, 1}};    // xe = xb: one step of length 0
   for (const auto& c : cases) {
     SCOPED_TRACE(&c - cases);
     Merson ref{[&c](const Point& y) { return Point{c.c * y[1], -c.c * y[0]}; }, 1e-5, {}};
@@ -232,8 +233,8 @@ TEST(Fmin, TheLimitItsFloorTheCountWrittenBackAndTheMessage) {
     EXPECT_EQ(result, Variant(5.0));
     EXPECT_EQ(seen.size(), 2 + std::stoul(r.limit));
     EXPECT_EQ(capture.messages(), (std::vector<Message>{{std::string("Překročen max.počet iterací   ") + r.limit +
-                                                            "\rVýsledky nesplňují přesnost nebo jsou zcela chybné!"
-                                                            "\rZměňte poč.odhady, snižte přesnost\rnebo zvyšte max.počet iterací v Fmin.",
+                                                            "\rVýsledky nesplňují přesnost nebo jsou zcela chybné!\rZměňte poč.odhady,"
+                                                            " snižte přesnost\rnebo zvyšte max.počet iterací v Fmin.",
                                                         48, "FMIN"}}));
   }
 }
