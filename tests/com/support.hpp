@@ -1,32 +1,18 @@
-// Test support for the COM faces of kor.dll, used by every test under tests/com.
+// What a client of kor.dll does on its own, for the tests under tests/com:
+// create objects, call a method through IDispatch::Invoke or through its
+// slot of the dual vtable, pass its own variables and arrays by reference,
+// serve as the function object (Fun, FKT, F) a method calls back, and catch
+// the message boxes the DLL shows.  Reading and writing VARIANT cells and
+// SAFEARRAY elements is the component's own business (com/views.hpp).
 //
-// The test client runs in a single-threaded apartment (main.cpp) after the DLL
-// has been registered, and drives the objects exactly as a client would:
-// through CoCreateInstance, IDispatch and the dual vtable.
-//
-// In short:
-//   Ptr<IDispatch> k = create(L"Kor.Korvat");
-//   SafeArray a = SafeArray::variants({1, 2}, {1, 3});      // a(1..2, 1..3)
-//   a.set(1, 1, 2.0); ...
+//   Array a(VT_R8, {{2, 1, 5}, {1, 3, 10}});   // a(1..2, 1..3)
 //   Var id;
-//   Outcome r = invoke(k.get(), L"Gauss", {byval(2), byref(a), byval(1), byref(id)});
-//   EXPECT_EQ(r.hr, S_OK);  EXPECT_EQ(id.vt(), VT_I2);  a.number(1, 3) ...
-//
-//   MessageBoxCapture boxes;                 // kor.dll's message boxes land here
-//   ... a call that shows a message ...
-//   ASSERT_EQ(boxes.messages().size(), 1u);  boxes.messages()[0].text == L"..."
-//
-//   Ptr<ClientObject> g = ClientObject::make();
-//   g->define(L"F", [](ClientObject::Call& c) {        // F(X) = (X(1) - 1)^2
-//     ArrayArg x(c.args[0]);
-//     double d = x.number(1) - 1;
-//     return c.set_result(d * d);
-//   });
-//   IDispatch* gd = g.get();
-//   invoke(k.get(), L"Fmin", {byref(gd), byval(1), byref(x)});
+//   Outcome r = call(Face::vtable, create(L"Kor.Korvat").get(), L"Gaussd", {val(2), ref(a), val(1), ref(id)});
+//   r.hr == S_OK, a(1, 3) == 1, id.v.vt == VT_I2
 #pragma once
 
 #include <windows.h>
+#include <dispex.h>
 #include <oleauto.h>
 
 #include <climits>
@@ -37,321 +23,186 @@
 #include <vector>
 
 #include "kor.h"
+#include "views.hpp"
 
 namespace comtest {
 
-// ---------------------------------------------------------------------------
-// Ptr<T>: an owning interface pointer (AddRef on copy, Release on destruction).
+using kor::com::narrow;
+using kor::com::widen;
+inline std::string narrow(const std::wstring& s) { return narrow(s.data(), s.size()); }
+
+// An owning interface pointer.
 template <class T>
 class Ptr {
  public:
   Ptr() = default;
-  Ptr(std::nullptr_t) {}
-  // Takes over one reference: Ptr<T> p(raw) does not AddRef.
-  explicit Ptr(T* raw) : p_(raw) {}
-  Ptr(const Ptr& o) : p_(o.p_) {
-    if (p_) p_->AddRef();
-  }
-  Ptr(Ptr&& o) noexcept : p_(std::exchange(o.p_, nullptr)) {}
-  Ptr& operator=(Ptr o) noexcept {
-    std::swap(p_, o.p_);
-    return *this;
-  }
-  ~Ptr() { reset(); }
-
+  explicit Ptr(T* raw) : p_(raw) {}  // takes over one reference
+  Ptr(const Ptr& o) : p_(o.p_) { if (p_) p_->AddRef(); }
+  Ptr& operator=(Ptr o) noexcept { std::swap(p_, o.p_); return *this; }
+  ~Ptr() { if (p_) p_->Release(); }
   T* get() const noexcept { return p_; }
   T* operator->() const noexcept { return p_; }
   explicit operator bool() const noexcept { return p_ != nullptr; }
-  // Releases what it holds and answers the address to receive a new pointer.
-  T** put() noexcept {
-    reset();
-    return &p_;
-  }
-  void** put_void() noexcept { return reinterpret_cast<void**>(put()); }
-  void reset() noexcept {
-    if (p_) std::exchange(p_, nullptr)->Release();
-  }
-  // QueryInterface for U; a null Ptr if the object does not have it.
+  T** put() { *this = Ptr(); return &p_; }
+  void** put_void() { return reinterpret_cast<void**>(put()); }
   template <class U>
-  Ptr<U> as() const {
-    Ptr<U> u;
-    if (p_) p_->QueryInterface(__uuidof(U), u.put_void());
-    return u;
-  }
+  Ptr<U> as(REFIID iid = __uuidof(U)) const { Ptr<U> u; if (p_) p_->QueryInterface(iid, u.put_void()); return u; }
 
  private:
   T* p_ = nullptr;
 };
 
-// ---------------------------------------------------------------------------
-// Var: an owning VARIANT (VariantClear on destruction).
-class Var {
- public:
-  Var() { VariantInit(&v_); }
-  Var(short i);
-  Var(int i);  // VT_I4
-  Var(double d);
-  Var(bool b);  // VT_BOOL, True is -1
-  Var(const wchar_t* s);  // VT_BSTR
-  Var(const VARIANT& v);  // VariantCopy
-  Var(const Var& o) : Var(o.v_) {}
-  Var(Var&& o) noexcept : v_(o.v_) { VariantInit(&o.v_); }
-  Var& operator=(Var o) noexcept {
-    std::swap(v_, o.v_);
-    return *this;
-  }
-  ~Var() { VariantClear(&v_); }
-
-  // An omitted optional argument: VT_ERROR holding DISP_E_PARAMNOTFOUND.
-  static Var missing();
-  // Takes over a VARIANT (no copy); the source is left VT_EMPTY.
-  static Var adopt(VARIANT& v);
-
-  const VARIANT& get() const noexcept { return v_; }
-  VARIANT* ptr() noexcept { return &v_; }
-  VARTYPE vt() const noexcept { return v_.vt; }
-  // The value as a double (through VariantChangeType); NaN if it is none.
-  double number() const;
-  // The value as text (through VariantChangeType); "" if it has none.
-  std::wstring text() const;
-
- private:
-  VARIANT v_;
+// An owning VARIANT; kor::Variant values convert as the component converts them.
+struct Var {
+  VARIANT v;
+  Var() { VariantInit(&v); }
+  explicit Var(const kor::Variant& x) { to_variant(x, v); }
+  Var(const Var& o) : Var() { VariantCopy(&v, const_cast<VARIANT*>(&o.v)); }
+  Var& operator=(const Var& o) { VariantCopy(&v, const_cast<VARIANT*>(&o.v)); return *this; }
+  ~Var() { VariantClear(&v); }
+  double number() const { return number_of(v); }
 };
 
-// ---------------------------------------------------------------------------
-// SafeArray: an owning SAFEARRAY of VARIANT, double or BSTR elements with
-// any bounds, addressed a(i) or a(row, column) like the library's arrays.
-class SafeArray {
- public:
-  struct Bounds {
-    LONG lower, upper;
-  };
-  static SafeArray variants(Bounds rows);
-  static SafeArray variants(Bounds rows, Bounds columns);
-  static SafeArray doubles(Bounds rows);
-  static SafeArray doubles(Bounds rows, Bounds columns);
-  static SafeArray strings(Bounds rows);
-  // 1-based arrays filled with the values given.
-  static SafeArray variants(std::initializer_list<double> values);
-  static SafeArray doubles(std::initializer_list<double> values);
-  static SafeArray strings(std::initializer_list<const wchar_t*> values);
+// Numbers in a SAFEARRAY of doubles or Variants, addressed as the caller
+// declared it; a position outside the bounds throws kor::Error 9.
+struct Cells {
+  SAFEARRAY* sa = nullptr;
+  double operator()(LONG i) const;
+  double operator()(LONG i, LONG j) const;
+  void set(LONG i, const kor::Variant& x);
+  void set(LONG i, LONG j, const kor::Variant& x);
+};
+// The array an argument carries, through any VT_BYREF level (sa null if none).
+Cells cells_of(const VARIANT* arg);
 
-  SafeArray() = default;
-  SafeArray(SafeArray&& o) noexcept : a_(std::exchange(o.a_, nullptr)) {}
-  SafeArray& operator=(SafeArray o) noexcept {
-    std::swap(a_, o.a_);
-    return *this;
-  }
-  SafeArray(const SafeArray&) = delete;
-  ~SafeArray();
-
-  // The pointer itself, for by-reference arguments: a method could replace it.
-  SAFEARRAY*& get() noexcept { return a_; }
-  SAFEARRAY* get() const noexcept { return a_; }
-  VARTYPE element_type() const;  // VT_VARIANT, VT_R8 or VT_BSTR
-
-  // Writes an element: a number (a VT_R8 Variant in a Variant array), any
-  // Variant (Variant arrays only) or a text (string arrays only).
-  void set(LONG i, double value);
-  void set(LONG row, LONG column, double value);
-  void set(LONG i, const Var& value);
-  void set(LONG row, LONG column, const Var& value);
-  void set(LONG i, const wchar_t* text);
-  // Reads an element as a number (NaN when it holds none) or as a Variant.
-  double number(LONG i) const;
-  double number(LONG row, LONG column) const;
-  Var element(LONG i) const;
-  Var element(LONG row, LONG column) const;
-  std::wstring text(LONG i) const;
-
- private:
-  static SafeArray make(VARTYPE vt, std::initializer_list<Bounds> dims);
-  SAFEARRAY* a_ = nullptr;
+// An owned SAFEARRAY: positions 1..n, a matrix (1..rows, 1..columns) given
+// row by row, any bounds, or texts at 1..n.
+struct Array : Cells {
+  Array(VARTYPE element, std::initializer_list<double> values);
+  Array(VARTYPE element, std::initializer_list<std::initializer_list<double>> rows);
+  Array(VARTYPE element, std::initializer_list<kor::Bounds> dims);
+  explicit Array(std::initializer_list<const wchar_t*> texts);
+  Array(Array&& o) noexcept { sa = std::exchange(o.sa, nullptr); }
+  ~Array() { if (sa) SafeArrayDestroy(sa); }
 };
 
-// ---------------------------------------------------------------------------
-// Arguments.  Each helper answers a VARIANT that does not own what it points
-// at: the storage stays with the caller, as in a real client's call.
-VARIANT byval(short i);  // VT_I2
-VARIANT byval(int i);    // VT_I2 when it fits, else VT_I4 (like a script literal)
-VARIANT byval(double d);  // VT_R8
-VARIANT byval(const Var& v);  // the VARIANT itself (shallow)
-VARIANT missing();       // VT_ERROR, DISP_E_PARAMNOTFOUND
-VARIANT byref(Var& v);        // VT_BYREF|VT_VARIANT
-VARIANT byref(VARIANT& v);    // VT_BYREF|VT_VARIANT
-VARIANT byref(double& d);     // VT_BYREF|VT_R8
-VARIANT byref(short& i);      // VT_BYREF|VT_I2
-VARIANT byref(IDispatch*& p);  // VT_BYREF|VT_DISPATCH
-VARIANT byref(SafeArray& a);  // VT_BYREF|VT_ARRAY|<element type>
-// The way a script passes an array variable: VT_BYREF|VT_VARIANT pointing at
-// `holder`, which must hold VT_ARRAY|<element type> (see array_holder).
-VARIANT byref_holder(Var& holder);
-// A Variant that holds the array (moves it in), for byref_holder.
-Var array_holder(SafeArray&& a);
+// Arguments as a client passes them; none owns what it points at.
+VARIANT val(double d);      // VT_R8
+VARIANT val(int i);         // VT_I2 when it fits, else VT_I4, as a script literal
+VARIANT val(const Var& v);  // the VARIANT itself, shallow
+VARIANT missing();          // an omitted optional argument
+VARIANT ref(Var& v);        // VT_BYREF | VT_VARIANT
+VARIANT ref(double& d);
+VARIANT ref(short& s);
+VARIANT ref(IDispatch*& p);
+VARIANT ref(Array& a);      // VT_BYREF | VT_ARRAY | the element type
 
-// ---------------------------------------------------------------------------
-// Late-bound calls.
+// The two ways of calling a method: IDispatch::Invoke, or the method's slot of
+// the dual vtable, called by ITypeInfo::Invoke of the vtable view of the type
+// library as a client that binds through the type library does: each argument
+// converted to its parameter's type, a failure's HRESULT and IErrorInfo turned
+// into an EXCEPINFO.
+enum class Face { late, vtable };
+constexpr Face kFaces[] = {Face::late, Face::vtable};
+inline const char* face_name(Face f) { return f == Face::late ? "IDispatch::Invoke" : "dual vtable"; }
+
 struct Outcome {
   HRESULT hr = E_FAIL;
-  Var result;                 // the return value (VT_EMPTY for a procedure)
-  SCODE scode = 0;            // EXCEPINFO's scode when hr == DISP_E_EXCEPTION
-  std::wstring description;   // EXCEPINFO's description and source
-  std::wstring source;
-  UINT arg_err = UINT_MAX;    // the failing argument, as a declaration-order index
+  Var result;
+  SCODE scode = 0;  // EXCEPINFO's, the failure's HRESULT (0x800A0000 | number for a runtime error)
+  std::wstring description, source;
+  UINT arg_err = UINT_MAX;   // a refused argument, in declaration order
 };
 
-// Calls a member with the arguments in declaration order (they are reversed
-// into DISPPARAMS here).  By name, the DISPID comes from GetIDsOfNames; an
-// unknown name answers hr = DISP_E_UNKNOWNNAME without a call.
-Outcome invoke(IDispatch* object, const wchar_t* name, std::vector<VARIANT> args,
-               WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET);
-Outcome invoke(IDispatch* object, DISPID id, std::vector<VARIANT> args,
-               WORD flags = DISPATCH_METHOD | DISPATCH_PROPERTYGET);
+constexpr HRESULT runtime_error(int number) { return static_cast<HRESULT>(0x800A0000u | unsigned(number)); }
 
-// The DISPID of one name, or DISPID_UNKNOWN with the failure in *hr.
 DISPID dispid(IDispatch* object, const wchar_t* name, HRESULT* hr = nullptr);
+// The description of member `id` (ReleaseFuncDesc it); null, and a test failure, if there is none.
+FUNCDESC* function(ITypeInfo* info, MEMBERID id);
+// Arguments in declaration order (reversed into DISPPARAMS here).
+Outcome call(Face face, IDispatch* object, DISPID id, std::vector<VARIANT> args);
+Outcome call(Face face, IDispatch* object, const wchar_t* name, std::vector<VARIANT> args);
 
-// The thread's IErrorInfo after a failed vtable call (empty when there is none).
+// The thread's IErrorInfo, taken (present false when there is none).
 struct ErrorInfo {
   bool present = false;
   GUID guid{};
-  std::wstring source;
-  std::wstring description;
+  std::wstring source, description;
 };
 ErrorInfo take_error_info();
 
-// ---------------------------------------------------------------------------
-// Objects of kor.dll.  A failed creation is reported as a test failure and
-// answers a null Ptr.
+// A new object of kor.dll by ProgID; a failure is a test failure.
 Ptr<IDispatch> create(const wchar_t* progid);
-Ptr<IDispatch> create(REFCLSID clsid);
-Ptr<_Korvat> create_korvat();        // the dual vtable of a new Korvat
-Ptr<_Interpret> create_interpret();  // the dual vtable of a new Interpret
-
-// The path of kor.dll as registered (InprocServer32 of Korvat); "" if absent.
+// The DLL's path as registered for Korvat ("" if absent).
 std::wstring kor_dll_path();
 
-// ---------------------------------------------------------------------------
-// MessageBoxCapture: while one lives, kor.dll's calls of user32!MessageBoxW
-// are recorded instead of shown (the DLL's import address table is patched),
-// and every box answers IDOK.  One capture at a time; it keeps kor.dll loaded.
-struct ShownMessage {
-  std::wstring text;
-  std::wstring title;
+// While one lives, kor.dll's calls of user32!MessageBoxW land in `shown`
+// (the DLL's import slot is patched) and answer IDOK.
+struct Shown {
+  std::wstring text, title;
   UINT style;
-  friend bool operator==(const ShownMessage&, const ShownMessage&) = default;
+  friend bool operator==(const Shown&, const Shown&) = default;
 };
-
 class MessageBoxCapture {
  public:
   MessageBoxCapture();
   ~MessageBoxCapture();
   MessageBoxCapture(const MessageBoxCapture&) = delete;
-  MessageBoxCapture& operator=(const MessageBoxCapture&) = delete;
-
-  bool installed() const noexcept { return slot_ != nullptr; }
-  const std::vector<ShownMessage>& messages() const noexcept { return messages_; }
-  void clear() noexcept { messages_.clear(); }
-
-  // The import slot that was patched (for the test of the patch itself).
-  void** slot() const noexcept { return slot_; }
-  void* original() const noexcept { return original_; }
+  std::vector<Shown> shown;
 
  private:
-  static int WINAPI hook(HWND owner, LPCWSTR text, LPCWSTR title, UINT style);
+  static int WINAPI hook(HWND, LPCWSTR text, LPCWSTR title, UINT style);
   static MessageBoxCapture* active_;
   HMODULE module_ = nullptr;
   void** slot_ = nullptr;
   void* original_ = nullptr;
-  std::vector<ShownMessage> messages_;
 };
 
-// Finds the import address table slot through which `module` calls
-// `dll`!`function`; null if the module does not import it.
-void** import_slot(HMODULE module, const char* dll, const char* function);
-
-// ---------------------------------------------------------------------------
-// Reading and writing what a method passes to a client function object.
-// ArrayArg reaches the SAFEARRAY of an argument through any VT_BYREF level
-// (VT_BYREF|VT_ARRAY|..., or VT_BYREF|VT_VARIANT to a VT_ARRAY Variant).
-class ArrayArg {
- public:
-  explicit ArrayArg(VARIANT* arg);
-  bool valid() const noexcept { return a_ != nullptr; }
-  SAFEARRAY* get() const noexcept { return a_; }
-  VARTYPE element_type() const noexcept { return vt_; }
-  LONG lower(UINT dim = 1) const;
-  LONG upper(UINT dim = 1) const;
-  double number(LONG i) const;
-  double number(LONG row, LONG column) const;
-  // Writes a number (a VT_R8 Variant in a Variant array).
-  void set(LONG i, double value);
-  void set(LONG row, LONG column, double value);
-
- private:
-  SAFEARRAY* a_ = nullptr;
-  VARTYPE vt_ = VT_EMPTY;
-};
-
-// A scalar argument, by value or through VT_BYREF, as a double (NaN if none).
-double number(const VARIANT* arg);
-// Writes a double into a by-reference scalar argument (VT_BYREF|VT_R8 as a
-// double, VT_BYREF|VT_VARIANT as a VT_R8 Variant); false if it is not one.
-bool set_number(VARIANT* arg, double value);
-
-// ---------------------------------------------------------------------------
-// ClientObject: a minimal client function object.  Its members (for example
-// Fun, FKT, F) are callbacks; names compare case-insensitively, DISPIDs are 1,
-// 2, ... in the order of definition.  An unknown name answers
-// DISP_E_UNKNOWNNAME, an unknown DISPID DISP_E_MEMBERNOTFOUND.
-class ClientObject final : public IDispatch {
+// A client function object whose members are callbacks, found by name
+// whatever the case.  A plain one answers IDispatch only; a script-like one
+// also answers IDispatchEx and, as VBScript's objects do, refuses
+// GetIDsOfNames, so that its members are found with GetDispID.
+class ClientObject final : public IDispatchEx {
  public:
   struct Call {
-    std::vector<VARIANT*> args;  // declaration order: args[0] is the first argument
-    VARIANT* result;             // may be null when the caller wants no result
-    EXCEPINFO* excep;            // may be null
-    WORD flags;
-    // Stores a double as the result (VT_R8) and answers S_OK.
-    HRESULT set_result(double value);
-    // Fails the call as a runtime error: DISP_E_EXCEPTION with scode
-    // 0x800A0000 | number and the description given.
-    HRESULT raise(int number, const wchar_t* description);
+    std::vector<VARIANT*> args;  // declaration order
+    VARIANT* result;
+    EXCEPINFO* excep;
+    Cells array(std::size_t k) const { return cells_of(args[k]); }
+    HRESULT answer(double value);                           // a VT_R8 result
+    HRESULT raise(int number, const wchar_t* description);  // DISP_E_EXCEPTION, scode 0x800A0000 | number
   };
   using Member = std::function<HRESULT(Call&)>;
 
-  static Ptr<ClientObject> make();
-  ClientObject& define(const std::wstring& name, Member member);
-  // How often a member was invoked.
-  int calls(const std::wstring& name) const;
+  static Ptr<ClientObject> make(bool script_like = false) { return Ptr<ClientObject>(new ClientObject(script_like)); }
+  ClientObject& define(const wchar_t* name, Member m) { members_.emplace_back(name, std::move(m)); return *this; }
 
-  // IUnknown
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override;
-  ULONG STDMETHODCALLTYPE AddRef() override;
+  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&refs_)); }
   ULONG STDMETHODCALLTYPE Release() override;
-  // IDispatch
-  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override;
-  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT index, LCID lcid, ITypeInfo** info) override;
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID lcid,
-                                          DISPID* ids) override;
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID riid, LCID lcid, WORD flags, DISPPARAMS* params,
-                                   VARIANT* result, EXCEPINFO* excep, UINT* arg_err) override;
+  HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
+  HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
+                                   EXCEPINFO* excep, UINT*) override {
+    return InvokeEx(id, lcid, flags, params, result, excep, nullptr);
+  }
+  HRESULT STDMETHODCALLTYPE GetDispID(BSTR name, DWORD, DISPID* id) override;
+  HRESULT STDMETHODCALLTYPE InvokeEx(DISPID id, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO* excep,
+                                     IServiceProvider*) override;
+  HRESULT STDMETHODCALLTYPE DeleteMemberByName(BSTR, DWORD) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE DeleteMemberByDispID(DISPID) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetMemberProperties(DISPID, DWORD, DWORD*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetMemberName(DISPID, BSTR*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetNextDispID(DWORD, DISPID, DISPID*) override { return E_NOTIMPL; }
+  HRESULT STDMETHODCALLTYPE GetNameSpaceParent(IUnknown**) override { return E_NOTIMPL; }
 
  private:
-  ClientObject() = default;
-  ~ClientObject() = default;
-  struct Entry {
-    std::wstring name;
-    Member member;
-    int calls = 0;
-  };
+  explicit ClientObject(bool script_like) : script_like_(script_like) {}
+  DISPID find(const wchar_t* name) const;
   LONG refs_ = 1;
-  std::vector<Entry> members_;
+  bool script_like_;
+  std::vector<std::pair<std::wstring, Member>> members_;
 };
-
-// 0x800A0000 | number: a runtime error number as the HRESULT clients see.
-constexpr HRESULT runtime_error(int number) {
-  return static_cast<HRESULT>(0x800A0000u | static_cast<unsigned>(number));
-}
 
 }  // namespace comtest
