@@ -105,12 +105,6 @@ def test_clients_are_members_or_callables(client, minimum):
     assert x[0] == pytest.approx(minimum, abs=1e-3)
 
 
-def test_a_client_without_the_member_is_error_438():
-    with pytest.raises(kor.Error) as e:
-        K.Fmind(object(), 1, np.zeros(1))
-    assert e.value.number == 438
-
-
 def test_an_exception_in_a_callback_reaches_the_caller_unchanged():
     raised = KeyError("from the client")
 
@@ -130,6 +124,7 @@ def test_an_exception_in_a_callback_reaches_the_caller_unchanged():
     (lambda: K.Gauss(1, np.array([["two", 1]], dtype=object), 1, kor.Ref()), kor.TypeMismatch, 13, TypeError),
     (lambda: K.LinBairstowd(-1, np.zeros(1), np.zeros(1), np.zeros(1), 0.0), kor.Error, 5, kor.Error),
     (lambda: K.Gaussd(2, [[2.0, 1.0, 5.0]], 1, kor.Ref()), kor.TypeMismatch, 13, TypeError),
+    (lambda: K.Fmind(object(), 1, np.zeros(1)), kor.Error, 438, kor.Error),  # a client without F
 ])
 def test_runtime_errors_carry_their_number(call, kind, number, python):
     with pytest.raises(python) as e:
