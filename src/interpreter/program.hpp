@@ -18,6 +18,7 @@
 // recorded with and checks the vector positions it reads before each replay.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -60,6 +61,7 @@ struct Step {
   std::int32_t dst = 0, a = 0, b = 0;
   std::int32_t index = 0;   // LoadRow: table row; LoadIndex: vector position; Function, CounterMessage: text
   double value = 0;         // Constant
+  std::int16_t guard = 0;   // LoadRow, LoadIndex, Function: the status when the value is the error value
 };
 
 class Program {
@@ -91,6 +93,11 @@ class Program {
   void finish(std::int32_t result, std::int16_t position) {
     result_ = result;
     position_ = position;
+    // Each position is checked once before a replay, however often it is read.
+    for (auto* positions : {&rows_, &indices_}) {
+      std::sort(positions->begin(), positions->end());
+      positions->erase(std::unique(positions->begin(), positions->end()), positions->end());
+    }
     // Constants are written once, here; the replay keeps only the steps that
     // read, compute or check.
     // Operations on constants alone are done once too: they gave these very
@@ -118,9 +125,19 @@ class Program {
         kept.push_back(s);
       }
     }
-    for (Step& s : kept)
+    // A guard right after the step that produced its value is done by that
+    // step: one dispatch less per variable and function.
+    steps_.clear();
+    for (Step& s : kept) {
       if (s.kind == Step::Binary) s.kind = binary_kind(s.op);
-    steps_ = std::move(kept);
+      if (s.kind == Step::Guard && !steps_.empty() && steps_.back().dst == s.a && steps_.back().guard == 0 &&
+          (steps_.back().kind == Step::LoadRow || steps_.back().kind == Step::LoadIndex ||
+           steps_.back().kind == Step::Function)) {
+        steps_.back().guard = s.level;
+        continue;
+      }
+      steps_.push_back(s);
+    }
   }
 
   // Whether every position the program reads exists (checked once per replay).
@@ -141,13 +158,16 @@ class Program {
     for (const Step& s : steps_) {
       switch (s.kind) {
         case Step::Constant: r[s.dst] = s.value; break;
-        case Step::LoadRow: r[s.dst] = cell_number(present_cell(pr, s.index, 2)); break;
-        case Step::LoadIndex: r[s.dst] = cell_number(present_cell(y, s.index)); break;
+        case Step::LoadRow:
+          r[s.dst] = cell_number(present_cell(pr, s.index, 2));
+          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
+          break;
+        case Step::LoadIndex:
+          r[s.dst] = cell_number(present_cell(y, s.index));
+          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
+          break;
         case Step::Guard:
-          if (is_error_value(r[s.a])) {
-            ipok = s.level;
-            return kErrorValue;
-          }
+          if (is_error_value(r[s.a])) return fail(ipok, s.level);
           break;
         case Step::Negate: r[s.dst] = -r[s.a]; break;
         case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
@@ -159,6 +179,7 @@ class Program {
         case Step::Function:
           r[s.dst] = apply_function(static_cast<Fn>(s.op), texts_[static_cast<std::size_t>(s.index)], r[s.a],
                                     s.inherited ? entry : s.level);
+          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
           break;
         case Step::CounterMessage:
           ShowMessage(texts_[static_cast<std::size_t>(s.index)], style::kCritical, kTitle);
@@ -172,6 +193,10 @@ class Program {
   std::size_t size() const { return steps_.size(); }
 
  private:
+  static double fail(std::int16_t& ipok, std::int16_t status) {
+    ipok = status;
+    return kErrorValue;
+  }
   std::int32_t next() { return registers_count_++; }
   std::int32_t emit(const Step& s) {
     steps_.push_back(s);
