@@ -60,6 +60,7 @@ FAULTS = [
      "if (ready_ && program_.fits(pr, y))", 1),
     ("compiled texts", "src/interpreter/program.hpp", "if (!y.contains(k)) return false;", "", 1),
     ("compiled texts", "src/interpreter/program.hpp", "steps_.back().guard = s.level;", "steps_.back().guard = -3;", 1),
+    ("interpreted solvers", "src/interpreter/interpreted.hpp", "      busy = true;\n", "      busy = false;\n", 1),
     # Gaussian elimination: the checked order and the fast paths.
     ("gauss", "src/linalg/gauss.hpp", "if (big < kGaussPivotMin) {", "if (big <= kGaussPivotMin) {", 1),
     ("gauss", "src/linalg/gauss.hpp", "for (int k = count16(number_of(n) - 1); k >= 1; --k) {",

@@ -40,7 +40,7 @@ class Texts {
     const auto& cell = rov(i);  // a missing position fails here, on every pass
     if (static_cast<std::size_t>(i) >= texts_.size()) texts_.resize(static_cast<std::size_t>(i) + 1);
     auto& slot = texts_[static_cast<std::size_t>(i)];
-    if (!slot) slot = std::make_unique<Compiled<Vector>>(std::string(text_of(cell)));
+    if (!slot) slot = std::make_unique<Compiled<Vector>>(std::string(text_of(cell)), Compiled<Vector>::Layout::Constants);
     return *slot;
   }
 
@@ -50,17 +50,52 @@ class Texts {
 
 // The variable table of the texts: rows 0..10, columns 0..2; row i holds the
 // name Zi and a copy of z(i), taken once at the start (z must have 1..10).
-template <class ZArray>
-VariantArray constants_table(const ZArray& z) {
-  VariantArray table(Bounds{0, 10}, Bounds{0, 2});
-  for (int i = 1; i <= 10; ++i) {
-    std::string name = "Z";
-    name += std::to_string(i);  // appended: GCC 12 misreads "Z" + string as overlapping
-    table(i, 1) = Variant(name);
-    table(i, 2) = cell_value(z(i));
+// The thread keeps one table and refills its values for each call; a call
+// that begins while another is running (a host that re-enters through a
+// message) gets a table of its own.
+class ConstantsTable {
+ public:
+  template <class ZArray>
+  explicit ConstantsTable(const ZArray& z) {
+    thread_local VariantArray kept = with_names();
+    thread_local bool busy = false;
+    if (busy) {
+      own_ = with_names();
+      fill(own_, z);
+      table_ = &own_;
+    } else {
+      fill(kept, z);  // a fault here leaves the kept table free
+      busy = true;
+      busy_ = &busy;
+      table_ = &kept;
+    }
   }
-  return table;
-}
+  ~ConstantsTable() {
+    if (busy_) *busy_ = false;
+  }
+  ConstantsTable(const ConstantsTable&) = delete;
+  ConstantsTable& operator=(const ConstantsTable&) = delete;
+  const VariantArray& get() const { return *table_; }
+
+ private:
+  static VariantArray with_names() {
+    VariantArray table(Bounds{0, 10}, Bounds{0, 2});
+    for (int i = 1; i <= 10; ++i) {
+      std::string name = "Z";
+      name += std::to_string(i);  // appended: GCC 12 misreads "Z" + string as overlapping
+      table(i, 1) = Variant(name);
+    }
+    return table;
+  }
+  template <class ZArray>
+  static void fill(VariantArray& table, const ZArray& z) {
+    for (int i = 1; i <= 10; ++i) table(i, 2) = cell_value(z(i));
+  }
+
+  VariantArray own_;
+  const VariantArray* table_ = nullptr;
+  bool* busy_ = nullptr;
+};
 
 // Newton's Fun: EvaluateEquations, R(i) = the value of Rov(i) with X as the
 // indexed variables; the message level starts at 0 for each pass.
@@ -109,8 +144,8 @@ struct DerivativesClient {
 template <class Rov, class Arg, class XArray, class IpomArray, class ZArray, class Status>
 Variant newton_i(const Rov& rov, const Arg& n, const Arg& nunknown, XArray& x, IpomArray& ipom, ZArray& z,
                  Status& id, const Arg& eps, const Arg& alam, const Arg& niter, const Arg& delta) {
-  const VariantArray table = constants_table(z);
-  EquationsClient<Rov, XArray> client{rov, table, {}};
+  const ConstantsTable table(z);
+  EquationsClient<Rov, XArray> client{rov, table.get(), {}};
   return Variant(static_cast<short>(
       solvers::newton<VariantFlavour>(client, n, nunknown, x, ipom, z, id, eps, alam, niter, delta)));
 }
@@ -118,8 +153,8 @@ Variant newton_i(const Rov& rov, const Arg& n, const Arg& nunknown, XArray& x, I
 // FminI (rosenbrock) or Fmin1I (Nelder-Mead) on one text.
 template <bool NelderMead, class Arg, class XArray, class ZArray, class Limit>
 Variant fmin_i(std::string_view rov, const Arg& n, XArray& x, ZArray& z, const Arg& eps, Limit& itmax) {
-  const VariantArray table = constants_table(z);
-  FunctionClient<XArray> client{Compiled<XArray>(std::string(rov)), table};
+  const ConstantsTable table(z);
+  FunctionClient<XArray> client{Compiled<XArray>(std::string(rov), Compiled<XArray>::Layout::Constants), table.get()};
   if constexpr (NelderMead) return Variant(solvers::fmin1<VariantFlavour>(client, n, x, eps, itmax));
   else return solvers::fmin<VariantFlavour>(client, n, x, eps, itmax);
 }
@@ -133,8 +168,8 @@ void rkm_i(const Rov& rov, const Arg& nn, Abscissa& xb, Abscissa& xe, YArray& y,
     assign_integer(star, -9999);
     return;
   }
-  const VariantArray table = constants_table(zz);
-  DerivativesClient<Rov, YArray> client{rov, table, {}};
+  const ConstantsTable table(zz);
+  DerivativesClient<Rov, YArray> client{rov, table.get(), {}};
   // Interpret keeps no state: every call starts with the integrator's first step.
   double step = 0;
   solvers::rkm<VariantFlavour>(client, step, nn, xb, xe, y, delta, star, zz);

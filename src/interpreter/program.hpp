@@ -20,8 +20,10 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "interpreter/cells.hpp"
@@ -191,6 +193,18 @@ class Program {
   }
 
   std::size_t size() const { return steps_.size(); }
+  bool running() const { return running_; }
+
+  // run(), marked as running while it runs.
+  template <class Table, class Vector>
+  double replay(std::int16_t& ipok, const Table& pr, const Vector& y) {
+    struct Mark {
+      bool& flag;
+      explicit Mark(bool& f) : flag(f) { flag = true; }
+      ~Mark() { flag = false; }
+    } mark(running_);
+    return run(ipok, pr, y);
+  }
 
  private:
   static double fail(std::int16_t& ipok, std::int16_t status) {
@@ -231,17 +245,38 @@ class Program {
   std::int32_t registers_count_ = 1;
   std::int32_t result_ = 0;
   std::int16_t position_ = 0;
+  bool running_ = false;
 };
 
+// Programs recorded against the interpreted solvers' constants tables, kept
+// for the thread across calls.  Every such table has the names Z1..Z10 in
+// rows 1..10, and a program depends on the table's names only, so one program
+// serves every call that evaluates its text.  Bounded: a client that makes
+// texts without end starts the cache afresh.
+inline std::shared_ptr<Program>& constants_program(const std::string& text) {
+  thread_local std::unordered_map<std::string, std::shared_ptr<Program>> programs;
+  if (programs.size() >= 256 && !programs.contains(text)) programs.clear();
+  return programs[text];
+}
+
 // One expression text, compiled on first success and replayed afterwards.
+// `Layout::Constants` marks a text that is only ever evaluated against a
+// constants table: its program is shared between calls.
 template <class Table, class Vector>
 class CompiledText {
  public:
-  explicit CompiledText(std::string text) : text_(std::move(text)) {}
+  enum class Layout { Own, Constants };
+  explicit CompiledText(std::string text, Layout layout = Layout::Own)
+      : text_(std::move(text)), shared_(layout == Layout::Constants) {
+    if (shared_) program_ = constants_program(text_);
+  }
 
   // Exactly Interp(text, ipok, pr, y).
   double evaluate(std::int16_t& ipok, const Table& pr, const Vector& y) {
-    if (ready_ && table_ == &pr && program_.fits(pr, y)) return program_.run(ipok, pr, y);
+    // A program is replayed by one evaluation at a time: a message shown
+    // during a replay could lead the host into another evaluation of the text.
+    if (program_ && !program_->running() && (shared_ || table_ == &pr) && program_->fits(pr, y))
+      return program_->replay(ipok, pr, y);
     if (attempts_ >= kMaxAttempts) return Evaluator<Table, Vector>(pr, y).Interp(text_, ipok);
     ++attempts_;
     Program recording;
@@ -249,21 +284,21 @@ class CompiledText {
     const double v = recorder.Interp(text_, ipok);  // a runtime error passes through as from the scan
     if (ipok >= 0) {
       recording.finish(recorder.result_register(), ipok);
-      program_ = std::move(recording);
-      ready_ = true;
+      program_ = std::make_shared<Program>(std::move(recording));
       table_ = &pr;
+      if (shared_) constants_program(text_) = program_;
     }
     return v;
   }
 
-  bool compiled() const { return ready_; }
+  bool compiled() const { return program_ != nullptr; }
   const std::string& text() const { return text_; }
 
  private:
   static constexpr int kMaxAttempts = 4;
   std::string text_;
-  Program program_;
-  bool ready_ = false;
+  bool shared_;
+  std::shared_ptr<Program> program_;
   const Table* table_ = nullptr;
   int attempts_ = 0;
 };

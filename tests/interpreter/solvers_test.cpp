@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "interpreter/interpreted.hpp"
 #include "kor/kor.hpp"
 #include "support.hpp"
 
@@ -47,6 +48,26 @@ TEST(NewtonI, SolvesTheTextsAsNewtonSolvesTheFunction) {
   in.NewtonI(typo, 1, 1, 0, x, ipom, z, id, Variant::missing(), Variant::missing(), 3);
   ASSERT_FALSE(capture.messages().empty());
   EXPECT_EQ(capture.messages()[0], (Message{"Proměnná Q1 nenalezena!", 16, "Interpret"}));
+}
+
+TEST(NewtonI, EveryCallReadsItsOwnConstants) {
+  // One text, so one program for every call; each call its own Z1.
+  StringArray rov = StringArray::from({"X[1]^2-Z1"});
+  VariantArray ipom = VariantArray::from({1});
+  Variant id;
+  for (double z1 : {2.0, 3.0, 2.0}) {
+    VariantArray x = VariantArray::from({1.0}), z = constants({z1});
+    Interpret().NewtonI(rov, 1, 1, 0, x, ipom, z, id);
+    EXPECT_NEAR(x(1).to_double(), std::sqrt(z1), 1e-6);
+  }
+  // A call that begins while another one runs gets a table of its own.
+  const interpreter::ConstantsTable outer(constants({5}));
+  {
+    const interpreter::ConstantsTable inner(constants({7}));
+    EXPECT_EQ(inner.get()(1, 2), Variant(7.0));
+    EXPECT_EQ(outer.get()(1, 2), Variant(5.0));
+  }
+  EXPECT_EQ(outer.get()(1, 1), Variant("Z1"));
 }
 
 TEST(MinimisersI, TextsAgreeWithFunctionObjects) {
