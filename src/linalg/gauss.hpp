@@ -150,15 +150,7 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
   };
   double f[kSmallOrder + 1];
   for (int k = 1; k <= n; ++k) {
-    double big = 0;
-    int p = 0;
-    for (int i = k; i <= n; ++i) {
-      const double v = std::abs(at(i, k));
-      if (v > big) {
-        big = v;
-        p = i;
-      }
-    }
+    const auto [big, p] = find_pivot(k, n, [&](int i) { return at(i, k); });
     if (big < kGaussPivotMin) {
       if (!bounded && out_of_range()) return replay();
       assign_status(id, 1);
@@ -251,16 +243,8 @@ void gauss_dense(int n, int ncol, double* a, std::size_t ld, Status& id) {
   bool safe_block = vectorise && first_step <= n && block_within(first_step);
 
   for (int k = first_step; k <= n; ++k) {
-    double big = 0;
-    int p = 0;
     const double* col = &at(1, k);
-    for (int i = k; i <= n; ++i) {
-      const double v = std::abs(col[static_cast<std::size_t>(i - 1) * Step]);
-      if (v > big) {
-        big = v;
-        p = i;
-      }
-    }
+    const auto [big, p] = find_pivot(k, n, [&](int i) { return col[static_cast<std::size_t>(i - 1) * Step]; });
     if (big < kGaussPivotMin) {
       assign_status(id, 1);
       return;

@@ -45,15 +45,7 @@ void invert_checked(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id,
   for (int i = 1, imax = bound_n(); i <= imax; ++i) assign_integer(ainv(i, i), 1);
 
   for (int k = 1, kmax = bound_n(); k <= kmax; ++k) {
-    double big = 0;
-    int p = 0;
-    for (int i = k, imax = bound_n(); i <= imax; ++i) {
-      const double v = std::abs(number_of(c(i, k)));
-      if (v > big) {
-        big = v;
-        p = i;
-      }
-    }
+    const int p = find_pivot(k, bound_n(), [&](int i) { return number_of(c(i, k)); }).p;
     if (k < p) {
       for (int j = k, jmax = bound_n(); j <= jmax; ++j) swap_cells(c(k, j), c(p, j));
       for (int j = 1, jmax = bound_n(); j <= jmax; ++j) swap_cells(ainv(k, j), ainv(p, j));
@@ -112,12 +104,24 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
   auto X = [&](int i, int j) -> double& {
     return x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldx];
   };
-  for (int j = 1; j <= n; ++j)
-    for (int i = 1; i <= n; ++i) {
-      X(i, j) = 0.0;
-      C(i, j) = ap[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldp];
+  // Large matrices run in panels as far as their values allow (the same
+  // operations on every element in the same order); the rest continues here.
+  int first_step = 1;
+  if (n >= kBlockedMin) {
+    const BlockedOutcome b = invert_blocked(n, ap, ldp, x, ldx, ep, cdata);
+    if (b.singular || b.next_step > n) {
+      assign_status(id, b.singular ? 1 : 0);
+      return;
     }
-  for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
+    first_step = b.next_step;
+  } else {
+    for (int j = 1; j <= n; ++j)
+      for (int i = 1; i <= n; ++i) {
+        X(i, j) = 0.0;
+        C(i, j) = ap[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * ldp];
+      }
+    for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
+  }
 
   auto all_within = [&] {
     unsigned bad = 0;
@@ -129,16 +133,8 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
   const bool vectorise = n > 16;
   bool safe = vectorise && all_within();
 
-  for (int k = 1; k <= n; ++k) {
-    double big = 0;
-    int p = 0;
-    for (int i = k; i <= n; ++i) {
-      const double v = std::abs(C(i, k));
-      if (v > big) {
-        big = v;
-        p = i;
-      }
-    }
+  for (int k = first_step; k <= n; ++k) {
+    const int p = find_pivot(k, n, [&](int i) { return C(i, k); }).p;
     if (k < p) {
       for (int j = k; j <= n; ++j) std::swap(C(k, j), C(p, j));
       for (int j = 1; j <= n; ++j) std::swap(X(k, j), X(p, j));
@@ -204,18 +200,7 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
       safe = vectorise && all_within();
     }
   }
-  // Back substitution.  The sum s is local, so an overflow inside it shows
-  // as a non-finite s at its end, before anything is written.
-  for (int m = 1; m <= n; ++m) {
-    double* xm = &X(1, m);
-    for (int i = n; i >= 1; --i) {
-      double s = 0;
-      const double* ci = &C(i, 1);
-      for (int j = i + 1; j <= n; ++j) s = s + ci[j - 1] * xm[j - 1];
-      arith::checked(s);
-      xm[i - 1] = arith::div(arith::sub(xm[i - 1], s), C(i, i));
-    }
-  }
+  back_substitute_checked(n, cdata, x, ldx, 1);
   assign_status(id, 0);
 }
 
@@ -252,15 +237,7 @@ bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size
     return bad == 0;
   };
   for (int k = 1; k <= n; ++k) {
-    double big = 0;
-    int p = 0;
-    for (int i = k; i <= n; ++i) {
-      const double v = std::abs(C(i, k));
-      if (v > big) {
-        big = v;
-        p = i;
-      }
-    }
+    const int p = find_pivot(k, n, [&](int i) { return C(i, k); }).p;
     if (k < p) {
       for (int j = k; j <= n; ++j) std::swap(C(k, j), C(p, j));
       for (int j = 1; j <= n; ++j) std::swap(X(k, j), X(p, j));

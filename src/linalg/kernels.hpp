@@ -13,6 +13,26 @@ namespace kor::linalg::detail {
 // 1 when x is no finite number of magnitude at most limit (NaN included).
 inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
 
+// The partial pivot of a column: among rows first..last, the first of the
+// largest magnitude (a strict comparison, so ties keep the upper row).  p is
+// 0 and big 0 when every candidate is zero; NaN is never chosen.
+struct Pivot {
+  double big;
+  int p;
+};
+template <class Value>
+inline Pivot find_pivot(int first, int last, Value value) {
+  Pivot r{0, 0};
+  for (int i = first; i <= last; ++i) {
+    const double v = std::abs(value(i));
+    if (v > r.big) {
+      r.big = v;
+      r.p = i;
+    }
+  }
+  return r;
+}
+
 // dst[t] = dst[t] - src[t] * s for t in [0, count).  Returns whether every
 // result is a number of magnitude at most limit.
 inline bool sub_scaled(double* dst, const double* src, double s, int count, double limit) {
