@@ -83,6 +83,12 @@ FAULTS = [
      "for (int q = 0; q + 1 < r; ++q) sub_scaled_wide", 1),
     ("gauss blocked", "src/linalg/blocked.hpp", "for (int q = k0; q < k; ++q) std::swap(F(k, q, k0), F(p, q, k0));",
      "", 1),
+    ("invert blocked", "src/linalg/blocked.hpp", "finish_panel(k0, kend - k0 + 1, kend + 1, kend, kend + 1);",
+     "finish_panel(k0, kend - k0 + 1, kend + 1, k0 - 1, kend + 1);", 1),
+    ("invert blocked", "src/linalg/blocked.hpp", "for (int j = k0; j <= n; ++j) std::swap(C(k, j), C(p, j));",
+     "for (int j = k; j <= n; ++j) std::swap(C(k, j), C(p, j));", 1),
+    ("invert blocked", "src/linalg/blocked.hpp", "finish_panel(k0, k - k0, n + 1, k - 1, k);",
+     "finish_panel(k0, k - k0, n + 1, k - 1, k + 1);", 1),
     # Matrix inversion.
     ("invert", "src/linalg/invert.hpp", "if (std::abs(number_of(c(k, k))) <= number_of(ep)) {",
      "if (std::abs(number_of(c(k, k))) < number_of(ep)) {", 1),

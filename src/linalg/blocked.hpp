@@ -25,10 +25,8 @@
 #pragma once
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstddef>
-#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <utility>
@@ -278,8 +276,11 @@ inline BlockedOutcome gauss_blocked(int n, int ncol, double* a, std::size_t ld, 
 //
 // A row skipped at step k (C(i, k) = 0) takes f = 0 instead: x - u * 0 is x
 // for every finite u unless x is -0.  X never holds -0 (it starts with +0
-// and 1, and x - y is -0 only for x = -0); C holds one only if the matrix
-// did, so a panel starts only when its part of C has none.
+// and 1, and x - y is -0 only for x = -0).  In C the sign of a zero may
+// change that way, but no zero of C reaches a result through its sign: a
+// zero below the pivot skips its row either way, a zero pivot divides by
+// zero either way, a sum s of back substitution starts at +0 and so never
+// becomes -0, and x - 0 or x - u * 0 is x for every x that is not zero.
 //
 // For the same reason the columns of X need no work before they start:
 // column c is the identity column until the step at which the row holding
@@ -416,10 +417,7 @@ inline BlockedOutcome invert_blocked(int n, const double* ap, std::size_t ldp, d
   for (int k0 = 1; k0 <= n; k0 += kPanel) {
     unsigned bad = 0;
     for (int j = k0; j <= n; ++j)
-      for (int i = k0; i <= n; ++i) {
-        const double v = C(i, j);
-        bad |= outside(v, kBlockSafe) | (std::bit_cast<std::uint64_t>(v) == 0x8000000000000000u);
-      }
+      for (int i = k0; i <= n; ++i) bad |= outside(C(i, j), kBlockSafe);
     for (int t = 1; t < k0; ++t)
       for (int i = k0; i <= n; ++i) bad |= outside(X(i, t), kBlockSafe);
     if (bad) {
