@@ -157,11 +157,9 @@ TEST(Arguments, FminComparesFsValuesAsVariantsAndReturnsTheBestAsItCame) {
   dconstant.define("F", [](DoubleArray&) { return Variant(short{7}); });
   EXPECT_EQ(k.Fmind(dconstant, 1, dx, M, itmax), 7.0);
   // Comparisons of the runtime: numbers by value, a number below any text, Null never.
-  struct Case {
-    Variant a, b;
-    std::optional<int> order;
-  } cases[] = {{Variant(2), Variant(10.0), -1}, {Variant("2"), Variant("10"), 1}, {Variant(99.0), Variant(""), -1},
-               {Variant(), Variant(""), 0},     {Variant(true), Variant(0), -1},   {Variant::null(), Variant(1), {}}};
+  struct Case { Variant a, b; std::optional<int> order; } cases[] = {
+      {Variant(2), Variant(10.0), -1}, {Variant("2"), Variant("10"), 1}, {Variant(99.0), Variant(""), -1},
+      {Variant(), Variant(""), 0}, {Variant(true), Variant(0), -1},   {Variant::null(), Variant(1), {}}};
   for (const auto& c : cases) EXPECT_EQ(compare(c.a, c.b), c.order) << c.a << " " << c.b;
 }
 

@@ -26,10 +26,7 @@ Outcome run(const std::string& text, std::int16_t ipok = 0, const VariantArray& 
   return testing::observe(ipok, [&](std::int16_t& level) { return Interpret().Interp(text, level, pr, y).to_double(); });
 }
 
-struct ValueCase {
-  const char* text;
-  double expected;
-};
+struct ValueCase { const char* text; double expected; };
 
 void expect_values(const std::vector<ValueCase>& cases) {
   for (const auto& c : cases) {
@@ -98,8 +95,7 @@ TEST(Interp, FailuresReturnTheErrorValueWithStatusAndMessages) {
     const char* text;
     std::int16_t ipok_in, ipok_out;
     std::vector<Message> messages;
-    const VariantArray& pr = kTable;
-    const VariantArray& y = kY;
+    const VariantArray &pr = kTable, &y = kY;
   } cases[] = {
       {"1 +2", 0, -1, {space}}, {"1+2 ", -1, -1, {}}, {"(1 )", 0, -1, {space}},
       {"A+B", 0, -2, {{"Proměnná A nenalezena!", 16, "Interpret"}}}, {"A+B", -1, -2, {}},
@@ -133,10 +129,7 @@ TEST(Interp, FailuresReturnTheErrorValueWithStatusAndMessages) {
 
 TEST(Interp, RuntimeFaultsTravelToTheCaller) {
   const VariantArray pr = VariantArray::from_rows({{"N", Variant::null()}, {"B", "abc"}});
-  struct Case {
-    std::string text;
-    int error;
-  } cases[] = {
+  struct Case { std::string text; int error; } cases[] = {
       {"1/0", err::kDivisionByZero}, {"0/0", err::kDivisionByZero},
       {"ASN(-1)", err::kDivisionByZero},  // only +1 is special-cased
       {"COTGH(0)", err::kDivisionByZero}, {"EXP(1000)", err::kOverflow}, {"COSH(800)", err::kOverflow},
