@@ -281,6 +281,7 @@ HRESULT ClientObject::GetDispID(BSTR name, DWORD, DISPID* id) {
 
 HRESULT ClientObject::InvokeEx(DISPID id, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO* excep,
                                IServiceProvider*) {
+  if (id == DISPID_VALUE) id = find(L"");  // the default member, defined under the empty name
   if (id < 1 || static_cast<std::size_t>(id) > members_.size()) return DISP_E_MEMBERNOTFOUND;
   Call c{{}, result, excep};
   for (UINT k = params->cArgs; k-- > 0;) c.args.push_back(&params->rgvarg[k]);

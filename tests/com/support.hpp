@@ -159,7 +159,8 @@ class MessageBoxCapture {
 };
 
 // A client function object whose members are callbacks, found by name
-// whatever the case.  A plain one answers IDispatch only; a script-like one
+// whatever the case; a member defined under the empty name is the default
+// member (DISPID_VALUE).  A plain one answers IDispatch only; a script-like one
 // also answers IDispatchEx and, as VBScript's objects do, refuses
 // GetIDsOfNames, so that its members are found with GetDispID.
 class ClientObject final : public IDispatchEx {
