@@ -1,13 +1,23 @@
 #!/usr/bin/env bash
-# Builds kor.dll and its test client with the MinGW-w64 cross compiler (the
-# `windows` preset) and tests the component under Wine, in a fresh Wine prefix:
+# Builds kor.dll and its test client with the MinGW-w64 cross compiler, 64-bit
+# (the `windows` preset) and 32-bit (`windows32`), and tests the component
+# under Wine, in a fresh Wine prefix:
 #   1. regsvr32 registers the DLL;
-#   2. the test client (GoogleTest) runs with the ANSI code page 1250;
+#   2. the test client (GoogleTest) runs with the ANSI code page 1250; it also
+#      reads the 32-bit DLL's type library as a data file (KOR_TYPELIB32) and
+#      compares it with the registered one;
 #   3. every tests/com/*.vbs runs under cscript and must end with the line
 #      "N passed, 0 failed";
 #   4. the benchmark kor_com_bench.exe reports the call costs;
 #   5. regsvr32 /u unregisters it, and every key the registration added must
-#      be gone again.
+#      be gone again;
+#   6. per user: regsvr32 /n /i:user registers the classes in the user's
+#      classes only, the client's PerUser test finds them there and makes
+#      objects from the DLL they name, and regsvr32 /u /n /i:user removes
+#      exactly what was added.
+# With 32-bit Wine (wine32), steps 1-3 and 5 run again for the 32-bit DLL with
+# the 32-bit client and syswow64's regsvr32 and cscript; without it the
+# summary's last line says that this run was skipped and why.
 # Exits non-zero if anything fails, after a summary of every step.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -23,11 +33,24 @@ if [ -z "$wine" ]; then
 fi
 wineserver=$(command -v wineserver || echo /usr/lib/wine/wineserver)
 
-echo "== build: windows preset"
-cmake --preset windows >/dev/null
-cmake --build --preset windows -j"$(nproc)"
+for preset in windows windows32; do
+  echo "== build: $preset preset"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j2
+done
 dll="$root/build/windows/kor.dll"
 client="$root/build/windows/kor_com_tests.exe"
+
+# 32-bit Wine: Debian's wine32 package adds the 32-bit loader beside wine64.
+# tools/deps.sh tries to install it and, when it cannot, records why.
+wine32=""
+if [ -x /usr/lib/wine/wine ] && dpkg -s wine32:i386 >/dev/null 2>&1; then
+  wine32=/usr/lib/wine/wine
+elif [ -s build/wine32-unavailable.txt ]; then
+  skipped32="wine32 could not be installed: $(head -n 1 build/wine32-unavailable.txt)"
+else
+  skipped32="wine32 is not installed (tools/deps.sh installs it, or records why it cannot)"
+fi
 
 # A prefix of our own, so no registration leaks between runs.  Mono and Gecko
 # are not needed and their installers would only slow the first start down.
@@ -46,7 +69,6 @@ fail() { results+=("FAIL  $1"); failures=$((failures + 1)); }
 
 echo "== Wine prefix $prefix"
 "$wine" wineboot -i >/dev/null 2>&1
-dll_win=$("$wine" winepath -w "$dll" 2>/dev/null | tr -d '\r')
 
 # The keys the registration adds, named from kor.idl: both ProgIDs and
 # CLSIDs, the type library and both interfaces.
@@ -61,7 +83,6 @@ keys=("HKCR\\TypeLib\\{${uuids[0]}}"
       "HKCR\\Interface\\{${uuids[3]}}" "HKCR\\CLSID\\{${uuids[4]}}"
       "HKCR\\Kor.Korvat" "HKCR\\Kor.Interpret")
 
-key_exists() { "$wine" reg query "$1" >/dev/null 2>&1; }
 
 # Every key and value under the classes roots, one per line as "[key]" or
 # "[key] name=value", to tell what registration added and whether it is gone.
@@ -76,86 +97,153 @@ snapshot() {
   sort -u -o "$out" "$out"
 }
 
-snapshot "$prefix/before.txt"
+# One bitness: $1 "64-bit" or "32-bit", then the loader, the folders of the
+# build and of Windows' own programs for it, and the registry view of its keys.
+run_component() {
+  local bits=$1 loader=$2 build=$3 system=$4 view=$5
+  local dll_win regsvr32=("$loader" "$system\\regsvr32.exe") reg=("$loader" "$system\\reg.exe")
+  dll_win=$("$wine" winepath -w "$build/kor.dll" 2>/dev/null | tr -d '\r')
+  key_exists() { "${reg[@]}" query "$1" >/dev/null 2>&1; }
+  snapshot "$prefix/before.txt"
 
-echo "== regsvr32 kor.dll"
-if "$wine" regsvr32 /s "$dll_win"; then
-  missing=()
-  for k in "${keys[@]}"; do
-    if ! key_exists "$k"; then missing+=("$k"); fi
+  echo "== $bits: regsvr32 kor.dll"
+  if "${regsvr32[@]}" /s "$dll_win"; then
+    missing=()
+    for k in "${keys[@]}"; do
+      if ! key_exists "$k"; then missing+=("$k"); fi
+    done
+    snapshot "$prefix/registered.txt"
+    comm -13 "$prefix/before.txt" "$prefix/registered.txt" >"$prefix/added.txt"
+    if [ ${#missing[@]} -eq 0 ]; then
+      pass "$bits: regsvr32 registered kor.dll ($(wc -l <"$prefix/added.txt") keys and values added$view)"
+    else
+      fail "$bits: regsvr32 succeeded but keys are missing: ${missing[*]}"
+    fi
+  else
+    fail "$bits: regsvr32 kor.dll (exit $?)"
+  fi
+
+  # The type library stores its Czech help strings as Windows-1250 bytes, which
+  # read back exactly only with the ANSI code page 1250.  Wine derives the code
+  # page from LC_ALL (LANG alone does not do it), and it does so even when glibc
+  # has no cs_CZ.UTF-8 locale generated: the name is enough, so nothing needs
+  # to be installed or generated for it.
+  echo "== $bits: test client (code page 1250)"
+  if env LC_ALL=cs_CZ.UTF-8 GTEST_BRIEF=1 KOR_TYPELIB32="$dll32_win" "$loader" "$build/kor_com_tests.exe" \
+       --gtest_filter=-PerUser.*; then
+    pass "$bits: kor_com_tests.exe"
+  else
+    fail "$bits: kor_com_tests.exe"
+  fi
+
+  # cscript reads an argument that starts with "/" as an option, so scripts are
+  # run from their folder by name.  It prints nothing when a script stops on an
+  # error: a script proves it ran to its end by its summary line.
+  for script in tests/com/*.vbs; do
+    name=$(basename "$script")
+    echo "== $bits: cscript $name"
+    output=$(cd "$(dirname "$script")" && "$loader" "$system\\cscript.exe" //nologo "$name" 2>&1 | tr -d '\r') || true
+    [ -n "$output" ] && printf '%s\n' "$output"
+    last=$(printf '%s\n' "$output" | sed '/^[[:space:]]*$/d' | tail -n 1)
+    if [[ $last =~ ^[0-9]+\ passed,\ 0\ failed$ ]]; then
+      pass "$bits: $name: $last"
+    elif [[ $last =~ ^[0-9]+\ passed,\ [0-9]+\ failed$ ]]; then
+      fail "$bits: $name: $last"
+    else
+      fail "$bits: $name: no summary line (the script stopped early)"
+    fi
   done
+
+  # The call costs through the component, reported (a benchmark, not a test).
+  if [ "$bits" = 64-bit ]; then
+    echo "== call costs (kor_com_bench.exe)"
+    if "$loader" "$build/kor_com_bench.exe" | tr -d '\r'; then
+      pass "kor_com_bench.exe ran"
+    else
+      fail "kor_com_bench.exe"
+    fi
+  fi
+
+  echo "== $bits: regsvr32 /u kor.dll"
+  if "${regsvr32[@]}" /u /s "$dll_win"; then
+    left=()
+    for k in "${keys[@]}"; do
+      if key_exists "$k"; then left+=("$k"); fi
+    done
+    snapshot "$prefix/after.txt"
+    # What registration added and is still there.  Keys that other programs
+    # add meanwhile (cscript registers its own type library on first use) do
+    # not count.
+    comm -12 "$prefix/added.txt" "$prefix/after.txt" >"$prefix/left.txt"
+    if [ ${#left[@]} -ne 0 ]; then
+      fail "$bits: regsvr32 /u left keys behind: ${left[*]}"
+    elif [ ! -s "$prefix/added.txt" ]; then
+      fail "$bits: registration added nothing that could be checked"
+    elif [ -s "$prefix/left.txt" ]; then
+      head -20 "$prefix/left.txt"
+      fail "$bits: regsvr32 /u left $(wc -l <"$prefix/left.txt") of the keys and values registration added"
+    else
+      pass "$bits: regsvr32 /u removed every key the registration added"
+    fi
+  else
+    fail "$bits: regsvr32 /u kor.dll (exit $?)"
+  fi
+}
+
+dll32_win=$("$wine" winepath -w "$root/build/windows32/kor.dll" 2>/dev/null | tr -d '\r')
+run_component 64-bit "$wine" "$root/build/windows" 'C:\windows\system32' ""
+
+# Per user, with the 64-bit DLL.  Wine's HKEY_CLASSES_ROOT shows the machine's
+# classes only, so the client follows the user's classes itself; and Wine's
+# RegisterTypeLibForUser registers the type library for the machine too, so
+# only the classes are required to stay in the user's classes.
+echo "== per user: regsvr32 /n /i:user kor.dll"
+dll_win=$("$wine" winepath -w "$dll" 2>/dev/null | tr -d '\r')
+snapshot "$prefix/before.txt"
+if "$wine" regsvr32 /s /n /i:user "$dll_win"; then
   snapshot "$prefix/registered.txt"
   comm -13 "$prefix/before.txt" "$prefix/registered.txt" >"$prefix/added.txt"
-  if [ ${#missing[@]} -eq 0 ]; then
-    pass "regsvr32 registered kor.dll ($(wc -l <"$prefix/added.txt") keys and values added)"
+  # The containers Software\Classes and its CLSID key are everybody's, even
+  # where a fresh prefix gets them from this registration: not kor's to remove.
+  grep -vxiE '\[HKEY_CURRENT_USER\\Software\\Classes(\\CLSID)?\]' "$prefix/added.txt" >"$prefix/own.txt" || true
+  mv "$prefix/own.txt" "$prefix/added.txt"
+  classes_re='\\(CLSID\\\{('"${uuids[2]}|${uuids[4]}"')\}|Kor\.(Korvat|Interpret))(\\|\])'
+  user=$(grep -ciE '^\[HKEY_CURRENT_USER\\Software\\Classes'"$classes_re" "$prefix/added.txt" || true)
+  machine=$(grep -iE "$classes_re" "$prefix/added.txt" | grep -civ '^\[HKEY_CURRENT_USER\\' || true)
+  if [ "$user" -gt 0 ] && [ "$machine" -eq 0 ]; then
+    pass "per user: the classes are in the user's classes only ($user keys and values)"
   else
-    fail "regsvr32 succeeded but keys are missing: ${missing[*]}"
+    fail "per user: $user keys and values of the classes in the user's classes, $machine elsewhere"
   fi
 else
-  fail "regsvr32 kor.dll (exit $?)"
+  fail "per user: regsvr32 /n /i:user kor.dll (exit $?)"
 fi
-
-# The type library stores its Czech help strings as Windows-1250 bytes, which
-# read back exactly only with the ANSI code page 1250.  Wine derives the code
-# page from LC_ALL (LANG alone does not do it), and it does so even when glibc
-# has no cs_CZ.UTF-8 locale generated: the name is enough, so nothing needs
-# to be installed or generated for it.
-echo "== test client (code page 1250)"
-if env LC_ALL=cs_CZ.UTF-8 GTEST_BRIEF=1 "$wine" "$client"; then
-  pass "kor_com_tests.exe"
+echo "== per user: test client"
+if KOR_PER_USER_DLL="$dll_win" GTEST_BRIEF=1 "$wine" "$client" --gtest_filter='PerUser.*' | tr -d '\r' |
+   tee "$prefix/per-user.txt" | grep -q '^\[  PASSED  \] 1 test'; then
+  pass "per user: the client finds both classes in the user's classes and makes their objects"
 else
-  fail "kor_com_tests.exe"
+  cat "$prefix/per-user.txt"
+  fail "per user: the client does not find both classes in the user's classes"
 fi
-
-# cscript reads an argument that starts with "/" as an option, so scripts are
-# run from their folder by name.  It prints nothing when a script stops on an
-# error: a script proves it ran to its end by its summary line.
-for script in tests/com/*.vbs; do
-  name=$(basename "$script")
-  echo "== cscript $name"
-  output=$(cd "$(dirname "$script")" && "$wine" cscript //nologo "$name" 2>&1 | tr -d '\r') || true
-  [ -n "$output" ] && printf '%s\n' "$output"
-  last=$(printf '%s\n' "$output" | sed '/^[[:space:]]*$/d' | tail -n 1)
-  if [[ $last =~ ^[0-9]+\ passed,\ 0\ failed$ ]]; then
-    pass "$name: $last"
-  elif [[ $last =~ ^[0-9]+\ passed,\ [0-9]+\ failed$ ]]; then
-    fail "$name: $last"
-  else
-    fail "$name: no summary line (the script stopped early)"
-  fi
-done
-
-# The call costs through the component, reported (a benchmark, not a test).
-echo "== call costs (kor_com_bench.exe)"
-if "$wine" "$root/build/windows/kor_com_bench.exe" | tr -d '\r'; then
-  pass "kor_com_bench.exe ran"
-else
-  fail "kor_com_bench.exe"
-fi
-
-echo "== regsvr32 /u kor.dll"
-if "$wine" regsvr32 /u /s "$dll_win"; then
-  left=()
-  for k in "${keys[@]}"; do
-    if key_exists "$k"; then left+=("$k"); fi
-  done
+echo "== per user: regsvr32 /u /n /i:user kor.dll"
+if "$wine" regsvr32 /s /u /n /i:user "$dll_win"; then
   snapshot "$prefix/after.txt"
-  # What registration added and is still there.  Keys that other programs
-  # add meanwhile (cscript registers its own type library on first use) do
-  # not count.
   comm -12 "$prefix/added.txt" "$prefix/after.txt" >"$prefix/left.txt"
-  if [ ${#left[@]} -ne 0 ]; then
-    fail "regsvr32 /u left keys behind: ${left[*]}"
-  elif [ ! -s "$prefix/added.txt" ]; then
-    fail "registration added nothing that could be checked"
+  if [ ! -s "$prefix/added.txt" ]; then
+    fail "per user: registration added nothing that could be checked"
   elif [ -s "$prefix/left.txt" ]; then
     head -20 "$prefix/left.txt"
-    fail "regsvr32 /u left $(wc -l <"$prefix/left.txt") of the keys and values registration added"
+    fail "per user: regsvr32 /u /n /i:user left $(wc -l <"$prefix/left.txt") of the keys and values it added"
   else
-    pass "regsvr32 /u removed every key the registration added"
+    pass "per user: regsvr32 /u /n /i:user removed all $(wc -l <"$prefix/added.txt") keys and values it added"
   fi
 else
-  fail "regsvr32 /u kor.dll (exit $?)"
+  fail "per user: regsvr32 /u /n /i:user kor.dll (exit $?)"
+fi
+
+if [ -n "$wine32" ]; then
+  run_component 32-bit "$wine32" "$root/build/windows32" 'C:\windows\syswow64' " in the 32-bit view"
 fi
 
 echo
@@ -163,6 +251,9 @@ echo "== summary ($((SECONDS - started)) s)"
 printf '%s\n' "${results[@]}"
 if [ "$failures" -ne 0 ]; then
   echo "$failures step(s) failed"
-  exit 1
+else
+  echo "all Windows component tests passed"
 fi
-echo "all Windows component tests passed"
+# Last, so that it is the closing note of every run.
+if [ -z "$wine32" ]; then echo "SKIP  32-bit Wine run: $skipped32"; fi
+[ "$failures" -eq 0 ]

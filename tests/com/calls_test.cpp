@@ -1,11 +1,9 @@
 // Calls as compiled clients make them, through IDispatch::Invoke and through
-// the dual vtable: what Invoke refuses before a method runs, named arguments,
-// results written into the caller's own arrays and variables, omitted
-// arguments, runtime errors in each client's form, client function objects
-// called back through IDispatch and IDispatchEx, and the message boxes.  The
-// numbers are small cases worked out by hand.
-#include <gtest/gtest.h>
-
+// the dual vtable: what Invoke refuses, named arguments, the caller's own
+// arrays and typed variables written where the method writes them, subtypes
+// kept, omitted arguments, runtime errors in each client's form, client
+// function objects called back through IDispatch and IDispatchEx, and the
+// message boxes.  The numbers are small cases worked out by hand beside them.
 #include <cmath>
 
 #include "support.hpp"
@@ -14,176 +12,256 @@ namespace comtest {
 namespace {
 
 TEST(Dispatch, RefusesUnknownNamesAndCallsNoMethodTakes) {
-  for (const auto& [progid, name] : {std::pair{L"Kor.Korvat", L"Gaus"}, {L"Kor.Korvat", L"Interp"},
-                                     {L"Kor.Korvat", L""}, {L"Kor.Interpret", L"Gauss"}}) {
+  for (const auto& [progid, name] : {std::pair{L"Kor.Korvat", L"Gaus"}, {L"Kor.Korvat", L"Interp"}, {L"Kor.Interpret", L"Gauss"}}) {
     HRESULT hr = S_OK;
     dispid(create(progid).get(), name, &hr);
     EXPECT_EQ(hr, DISP_E_UNKNOWNNAME) << narrow(name);
   }
-  const struct { const char* what; const wchar_t* progid; DISPID id; UINT args, named; WORD flags; HRESULT hr; }
-  calls[] = {
-      {"a private procedure's identifier", L"Kor.Korvat", 0x60030007, 0, 0, DISPATCH_METHOD, DISP_E_MEMBERNOTFOUND},
-      {"past the last method", L"Kor.Korvat", 0x60030022, 0, 0, DISPATCH_METHOD, DISP_E_MEMBERNOTFOUND},
-      {"an Interpret gap", L"Kor.Interpret", 0x60030001, 0, 0, DISPATCH_METHOD, DISP_E_MEMBERNOTFOUND},
-      {"Gauss with five arguments", L"Kor.Korvat", 0x60030001, 5, 0, DISPATCH_METHOD, DISP_E_BADPARAMCOUNT},
-      {"Rutishauser with seventeen", L"Kor.Korvat", 0x60030009, 17, 0, DISPATCH_METHOD, DISP_E_BADPARAMCOUNT},
-      {"RkmI with nine", L"Kor.Interpret", 0x60030009, 9, 0, DISPATCH_METHOD, DISP_E_BADPARAMCOUNT},
-      {"a position named and given", L"Kor.Korvat", 0x60030001, 4, 1, DISPATCH_METHOD, DISP_E_PARAMNOTFOUND},
-      {"a property put", L"Kor.Korvat", 0x60030001, 1, 1, DISPATCH_PROPERTYPUT, DISP_E_MEMBERNOTFOUND},
-      {"a property get", L"Kor.Interpret", 0x60030000, 0, 0, DISPATCH_PROPERTYGET, DISP_E_MEMBERNOTFOUND},
+  const struct { const wchar_t* progid; DISPID id; UINT args, named; WORD flags; REFIID iid; HRESULT hr; } calls[] = {
+      {L"Kor.Korvat", 0x60030007, 0, 0, DISPATCH_METHOD, IID_NULL, DISP_E_MEMBERNOTFOUND},  // a private procedure's
+      {L"Kor.Korvat", 0x60030022, 0, 0, DISPATCH_METHOD, IID_NULL, DISP_E_MEMBERNOTFOUND},  // past the last method
+      {L"Kor.Interpret", 0x60030001, 0, 0, DISPATCH_METHOD, IID_NULL, DISP_E_MEMBERNOTFOUND},  // a gap
+      {L"Kor.Korvat", 0x60030001, 5, 0, DISPATCH_METHOD, IID_NULL, DISP_E_BADPARAMCOUNT},  // Gauss with 5
+      {L"Kor.Interpret", 0x60030009, 9, 0, DISPATCH_METHOD, IID_NULL, DISP_E_BADPARAMCOUNT},  // RkmI with 9
+      {L"Kor.Korvat", 0x60030001, 1, 1, DISPATCH_PROPERTYPUT, IID_NULL, DISP_E_MEMBERNOTFOUND},
+      {L"Kor.Interpret", 0x60030000, 0, 0, DISPATCH_PROPERTYGET, IID_NULL, DISP_E_MEMBERNOTFOUND},
+      {L"Kor.Korvat", 0x60030001, 0, 0, DISPATCH_METHOD, IID_IDispatch, DISP_E_UNKNOWNINTERFACE},
   };
   for (const auto& row : calls) {
-    VARIANT args[17];
+    VARIANT args[9];
     for (VARIANT& a : args) a = val(1);
-    DISPID named[] = {row.flags == DISPATCH_PROPERTYPUT ? DISPID_PROPERTYPUT : 0};
-    DISPPARAMS params{args, row.named ? named : nullptr, row.args, row.named};
+    DISPID put[] = {DISPID_PROPERTYPUT};
+    DISPPARAMS params{args, row.named ? put : nullptr, row.args, row.named};
     Var result;
-    EXPECT_EQ(create(row.progid)->Invoke(row.id, IID_NULL, 0, row.flags, &params, &result.v, nullptr, nullptr),
-              row.hr) << row.what;
-    EXPECT_EQ(result.v.vt, VT_EMPTY) << row.what;
+    EXPECT_EQ(create(row.progid)->Invoke(row.id, row.iid, 0, row.flags, &params, &result.v, nullptr, nullptr), row.hr) << std::hex << row.id;
+    EXPECT_EQ(result.v.vt, VT_EMPTY);
   }
-  // Only IID_NULL names the interface of a member.
-  Ptr<IDispatch> k = create(L"Kor.Korvat");
-  LPOLESTR name[] = {const_cast<LPOLESTR>(L"Gauss")};
-  DISPID id = 0;
-  DISPPARAMS none{nullptr, nullptr, 0, 0};
-  EXPECT_EQ(k->GetIDsOfNames(IID__Korvat, name, 1, 0, &id), DISP_E_UNKNOWNINTERFACE);
-  EXPECT_EQ(k->Invoke(0x60030001, IID_IDispatch, 0, DISPATCH_METHOD, &none, nullptr, nullptr, nullptr),
-            DISP_E_UNKNOWNINTERFACE);
 }
 
-TEST(Dispatch, PlacesNamedArgumentsByTheParameterNamesOfTheTypeLibrary) {
-  // Polynd(n, X, a), all three named, in another order: x^2 - 3x + 2 at 3 is 2.
+TEST(Dispatch, PlacesNamedArgumentsByTheParameterNamesAndTheCallbackSeesTheWrites) {
+  // VBA's  K.Fmin G, 1, X:=x, itmax:=it  with it = 5: Fmin writes 2000 into it
+  // before its first F, and F reads the caller's variable; (x - 1)^2 is least at 1.
   Ptr<IDispatch> k = create(L"Kor.Korvat");
-  const wchar_t* words[] = {L"Polynd", L"a", L"x", L"N"};
-  DISPID ids[4] = {};
-  ASSERT_EQ(k->GetIDsOfNames(IID_NULL, const_cast<LPOLESTR*>(words), 4, 0, ids), S_OK);
-  EXPECT_EQ(std::vector<DISPID>(ids + 1, ids + 4), (std::vector<DISPID>{2, 1, 0}));
-  Array c(VT_R8, {1, -3, 2});
-  double x = 3;
-  VARIANT args[] = {ref(c), ref(x), val(-2)};
-  DISPPARAMS params{args, ids + 1, 3, 3};
-  Var result;
-  EXPECT_EQ(k->Invoke(ids[0], IID_NULL, 0, DISPATCH_METHOD, &params, &result.v, nullptr, nullptr), S_OK);
-  EXPECT_EQ(result.number(), 2.0);
+  const wchar_t* names[] = {L"Fmin", L"ITMAX", L"x"};
+  DISPID ids[3] = {};
+  ASSERT_EQ(k->GetIDsOfNames(IID_NULL, const_cast<LPOLESTR*>(names), 3, 0, ids), S_OK);
+  EXPECT_EQ(ids[1], 4);
+  EXPECT_EQ(ids[2], 2);
+  Var it(kor::Variant(5));
+  std::vector<double> seen;
+  Ptr<ClientObject> g = ClientObject::make();
+  g->define(L"F", [&](ClientObject::Call& c) {
+    seen.push_back(it.number());
+    return c.answer(std::pow(c.array(0)(1) - 1, 2));
+  });
+  IDispatch* gd = g.get();
+  Array x(VT_VARIANT, {0.0});
+  // itmax and X named; then a name past the last parameter, and one also given in order.
+  for (std::vector<DISPID> named : {std::vector<DISPID>{4, 2}, {5, 2}, {1, 2}}) {
+    const Outcome r = call(Face::late, k.get(), ids[0], {ref(it), ref(x), ref(gd), val(1)}, named);
+    EXPECT_EQ(r.hr, named[0] == 4 ? S_OK : DISP_E_PARAMNOTFOUND);
+    EXPECT_EQ(r.arg_err, named[0] == 4 ? UINT_MAX : 3u);
+  }
+  ASSERT_FALSE(seen.empty());
+  for (double s : seen) EXPECT_EQ(s, 2000);
+  EXPECT_EQ(it.v.vt, VT_I2);  // the count of trial steps
+  EXPECT_NEAR(x(1), 1, 1E-3);
 }
 
-TEST(Faces, SolveInTheCallersOwnArrayAndWriteTheStatusIntoItsVariable) {
-  enum Passing { typed, in_a_variant, integer_status, double_status };
-  const struct { const char* what; Face face; const wchar_t* method; VARTYPE element; Passing passing; } rows[] = {
-      {"Variant array by reference", Face::late, L"Gauss", VT_VARIANT, typed},
-      {"the array in a Variant by reference, as a script passes it", Face::late, L"Gauss", VT_VARIANT, in_a_variant},
-      {"double array, status in an Integer variable", Face::late, L"Gaussd", VT_R8, integer_status},
-      {"status in a Double variable", Face::late, L"Gaussd", VT_R8, double_status},
-      {"Variant array through the vtable", Face::vtable, L"Gauss", VT_VARIANT, typed},
-      {"double array through the vtable", Face::vtable, L"Gaussd", VT_R8, typed},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.what);
-    // 2x + y = 5, x + 3y = 10: x = 1, y = 3.
-    Array a(row.element, {{2, 1, 5}, {1, 3, 10}});
-    SAFEARRAY* const callers = a.sa;
-    Var id(kor::Variant(7.0)), holder;
-    short status = 7;
-    double real_status = 7;
-    VARIANT array = ref(a);
-    if (row.passing == in_a_variant) {
-      holder.v.vt = VT_ARRAY | VT_VARIANT;
-      holder.v.parray = a.sa;
-      array = ref(holder);
+// A value of type vt built by hand: CY counts 1/10000, DATE days from
+// 1899-12-30, a Boolean is True for any non-zero, a text is the digits.
+Var of(VARTYPE vt, long long x) {
+  Var out;
+  VARIANT& v = out.v;
+  switch (vt) {
+    case VT_UI1: v.bVal = BYTE(x); break;
+    case VT_I2: v.iVal = SHORT(x); break;
+    case VT_I4: v.lVal = LONG(x); break;
+    case VT_I8: v.llVal = x; break;
+    case VT_R4: v.fltVal = float(x); break;
+    case VT_R8: case VT_DATE: v.dblVal = double(x); break;
+    case VT_CY: v.cyVal.int64 = x * 10000; break;
+    case VT_BOOL: v.boolVal = x ? VARIANT_TRUE : VARIANT_FALSE; break;
+    case VT_DECIMAL: v.decVal.sign = BYTE(x < 0 ? DECIMAL_NEG : 0), v.decVal.Lo64 = ULONGLONG(x < 0 ? -x : x); break;
+    case VT_BSTR: v.bstrVal = SysAllocString(std::to_wstring(x).c_str()); break;
+  }
+  v.vt = vt;  // after decVal, whose first field it shares
+  return out;
+}
+// A typed variable of the client's (Dim b As Byte, ...), passed as VT_BYREF | its type.
+VARIANT typed(Var& store) { return by(VT_BYREF | store.v.vt, store.v.vt == VT_DECIMAL ? (void*)&store.v.decVal : &store.v.llVal); }
+bool same(const Var& a, const Var& b) {
+  return a.v.vt == b.v.vt && VarCmp(const_cast<VARIANT*>(&a.v), const_cast<VARIANT*>(&b.v), 0, 0) == VARCMP_EQ;
+}
+
+TEST(Variables, StatusesLandInVariablesOfEveryTypeConvertedAsTheRuntimeConverts) {
+  Ptr<IDispatch> k = create(L"Kor.Korvat");
+  Ptr<ClientObject> g = ClientObject::make();
+  g->define(L"FKT", [](ClientObject::Call& c) { return c.array(3).set(c.array(2)(1), 1), S_OK; });  // y' = y
+  IDispatch* gd = g.get();
+  for (VARTYPE vt : {VT_UI1, VT_I2, VT_I4, VT_I8, VT_R4, VT_R8, VT_CY, VT_DATE, VT_DECIMAL, VT_BOOL, VT_BSTR}) {
+    // Gauss on a singular system (row 2 = 2 * row 1) writes ID = 1.
+    Var id = of(vt, 7), star = of(vt, 0);
+    Array a(VT_R8, {{1, 2, 3}, {2, 4, 6}});
+    EXPECT_EQ(call(Face::late, k.get(), L"Gaussd", {val(2), ref(a), val(1), typed(id)}).hr, S_OK) << vt;
+    EXPECT_TRUE(same(id, of(vt, 1))) << vt;
+    // Rkm on y' = y from 0 to 1 with Star = 0 starts with a step of 1E-5 and
+    // adapts it: Star = -1, a Single.  A Byte cannot take -1: error 6 at that
+    // write, and the Byte keeps its 0.
+    Array y(VT_VARIANT, {1.0}), zz(VT_VARIANT, {0.0});
+    Var xb(kor::Variant(0.0)), xe(kor::Variant(1.0));
+    const Outcome r = call(Face::late, k.get(), L"Rkm", {ref(gd), val(1), ref(xb), ref(xe), ref(y), val(1E-4), typed(star), ref(zz)});
+    EXPECT_EQ(r.scode, vt == VT_UI1 ? runtime_error(6) : 0) << vt;
+    EXPECT_TRUE(same(star, of(vt, vt == VT_UI1 ? 0 : -1))) << vt;
+  }
+  // A Variant is overwritten with the Integer 1 whatever it held; one that
+  // holds the very array Gauss works on (locked) keeps it: error 10.
+  Ptr<ClientObject> object = ClientObject::make();
+  Var held[3];
+  held[0].v = by(VT_ARRAY | VT_VARIANT, SafeArrayCreateVector(VT_VARIANT, 1, 1));
+  held[1].v = by(VT_DISPATCH, object.get()), object->AddRef();
+  held[2].v.vt = VT_ERROR, held[2].v.scode = 5;
+  for (Var& id : held) {
+    Array a(VT_VARIANT, {{1, 2, 3}, {2, 4, 6}});
+    EXPECT_EQ(call(Face::late, k.get(), L"Gauss", {val(2), ref(a), val(1), ref(id)}).hr, S_OK);
+    EXPECT_TRUE(same(id, of(VT_I2, 1))) << id.v.vt;
+  }
+  Array a(VT_R8, {{1, 2, 3}, {2, 4, 6}});
+  VARIANT same_array = by(VT_ARRAY | VT_R8, a.sa);
+  const Outcome r = call(Face::late, k.get(), L"Gaussd", {val(2), ref(a), val(1), by(VT_BYREF | VT_VARIANT, &same_array)});
+  EXPECT_EQ(r.scode, runtime_error(10));
+  EXPECT_EQ(r.description, L"This array is fixed or temporarily locked");
+  EXPECT_EQ(same_array.vt, VT_ARRAY | VT_R8);
+}
+
+TEST(Variables, WhatTheMethodOnlyReadsComesBackAsItWentIn) {
+  // Flagr on three points of y = 2x with M = 3: the value at 2.5 is 5
+  // exactly (-0.25 + 3 + 2.25).  XI is read where it is used, an object
+  // through its default member.
+  Ptr<ClientObject> cell = ClientObject::make(), plain = ClientObject::make();
+  cell->define(L"", [](ClientObject::Call& c) { return c.answer(2.5); });
+  plain->define(L"F", [](ClientObject::Call& c) { return c.answer(2.5); });
+  Var xi[6] = {of(VT_CY, 0), of(VT_DECIMAL, 25), of(VT_BSTR, 0), of(VT_EMPTY, 0), of(VT_EMPTY, 0), of(VT_CY, 0)};
+  xi[0].v.cyVal.int64 = xi[5].v.cyVal.int64 = 25000;
+  xi[1].v.decVal.scale = 1;
+  SysReAllocString(&xi[2].v.bstrVal, L"2.5");
+  xi[3].v = by(VT_DISPATCH, cell.get()), cell->AddRef();
+  xi[4].v = by(VT_DISPATCH, plain.get()), plain->AddRef();
+  for (int i = 0; i < 6; ++i) {
+    const Var before = xi[i];
+    Array x(VT_VARIANT, {1, 2, 3}), y(VT_VARIANT, {2, 4, 6});
+    // The last: a Currency variable of the client's own type, by reference.
+    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Flagr", {val(3), ref(x), ref(y), i == 5 ? typed(xi[i]) : ref(xi[i]), val(3)});
+    EXPECT_EQ(r.scode, i == 4 ? runtime_error(438) : 0) << i;
+    EXPECT_EQ(r.result.number(), i == 4 ? 0 : 5) << i;
+    EXPECT_TRUE(xi[i].v.vt == VT_DISPATCH ? xi[i].v.pdispVal == before.v.pdispVal : same(xi[i], before)) << i;
+  }
+}
+
+TEST(Variables, CallbacksMeetNothingAndArraysAsTheRuntimeHasThem) {
+  // Newton writes ID = 0, then calls Fun: with G = Nothing, error 91 there.
+  for (Face face : kFaces) {
+    IDispatch* nothing = nullptr;
+    Var id(kor::Variant("unset"));
+    Array x(VT_VARIANT, {1.0}), ipom(VT_VARIANT, {1.0}), z(VT_VARIANT, {0.0});
+    const Outcome r = call(face, create(L"Kor.Korvat").get(), L"Newton", {ref(nothing), val(1), val(1), val(0), ref(x), ref(ipom), ref(z), ref(id)});
+    EXPECT_EQ(r.scode, runtime_error(91));
+    EXPECT_EQ(r.description, L"Object variable or With block variable not set");
+    EXPECT_TRUE(same(id, of(VT_I2, 0)));
+  }
+  // Newton on x^2 = 4 from 1.  z reaches Fun as the caller's own reference,
+  // unlocked: Fun re-dimensions it to 0..5.  X is Newton's own while it
+  // runs: locked, and an X that Fun replaces by a new array is error 10.
+  for (bool replace_x : {false, true}) {
+    HRESULT redim_z = E_FAIL, redim_x = E_FAIL;
+    Ptr<ClientObject> g = ClientObject::make();
+    g->define(L"Fun", [&](ClientObject::Call& c) {
+      Cells x = c.array(0);
+      c.array(1).set(x(1) * x(1) - 4, 1);
+      SAFEARRAYBOUND b{6, 0};
+      redim_z = SafeArrayRedim(*c.args[3]->pparray, &b);
+      redim_x = SafeArrayRedim(x.sa, &b);
+      if (replace_x) *c.args[0]->pparray = SafeArrayCreateVector(VT_VARIANT, 1, 1);
+      return S_OK;
+    });
+    IDispatch* gd = g.get();
+    Var id;
+    Array x(VT_VARIANT, {1.0}), ipom(VT_VARIANT, {1.0}), z(VT_VARIANT, {0.0});
+    SAFEARRAY* own_x = x.sa;
+    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Newton", {ref(gd), val(1), val(1), val(0), ref(x), ref(ipom), ref(z), ref(id)});
+    LONG upper = 0;
+    SafeArrayGetUBound(z.sa, 1, &upper);
+    EXPECT_EQ(redim_z, S_OK);
+    EXPECT_EQ(upper, 5);
+    EXPECT_EQ(redim_x, DISP_E_ARRAYISLOCKED);
+    EXPECT_EQ(r.scode, replace_x ? runtime_error(10) : 0);
+    EXPECT_EQ(x.sa, own_x);
+    EXPECT_NEAR(x(1), replace_x ? 1 : 2, 1E-4);
+  }
+  // Gauss with n = 0 never reads NCOL: an array there does no harm; with n = 1 it is error 13.
+  for (int n : {0, 1}) {
+    Array a(VT_VARIANT, {{2, 4}});
+    Var id, ncol;
+    ncol.v = by(VT_ARRAY | VT_VARIANT, SafeArrayCreateVector(VT_VARIANT, 1, 1));
+    EXPECT_EQ(call(Face::late, create(L"Kor.Korvat").get(), L"Gauss", {val(n), ref(a), val(ncol), ref(id)}).scode, n ? runtime_error(13) : 0) << n;
+  }
+}
+
+TEST(Faces, SolveInTheCallersOwnArrayAndTakeOmittedArgumentsAsTheirDefaults) {
+  for (Face face : kFaces) {
+    for (VARTYPE element : {VT_VARIANT, VT_R8}) {
+      // 2x + y = 5, x + 3y = 10: x = 1, y = 3.
+      Array a(element, {{2, 1, 5}, {1, 3, 10}});
+      SAFEARRAY* const callers = a.sa;
+      Var id(kor::Variant(7.0));
+      Outcome r = call(face, create(L"Kor.Korvat").get(), element == VT_R8 ? L"Gaussd" : L"Gauss", {val(2), ref(a), val(1), ref(id)});
+      ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
+      EXPECT_EQ(r.result.v.vt, VT_EMPTY);
+      EXPECT_EQ(a.sa, callers);
+      EXPECT_DOUBLE_EQ(a(1, 3), 1.0);
+      EXPECT_DOUBLE_EQ(a(2, 3), 3.0);
+      EXPECT_TRUE(same(id, of(VT_I2, 0)));
     }
-    Outcome r = call(row.face, create(L"Kor.Korvat").get(), row.method,
-                     {val(2), array, val(1), row.passing == integer_status  ? ref(status)
-                                             : row.passing == double_status ? ref(real_status)
-                                                                            : ref(id)});
-    holder.v.vt = VT_EMPTY;  // the array stays a's
-    ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-    EXPECT_EQ(r.result.v.vt, VT_EMPTY);
-    EXPECT_EQ(a.sa, callers);
-    EXPECT_DOUBLE_EQ(a(1, 3), 1.0);
-    EXPECT_DOUBLE_EQ(a(2, 3), 3.0);
-    const VARIANT written = row.passing == integer_status  ? val(status)
-                            : row.passing == double_status ? val(real_status)
-                                                           : id.v;
-    EXPECT_EQ(written.vt, row.passing == double_status ? VT_R8 : VT_I2);
-    EXPECT_EQ(number_of(written), 0.0);
-  }
-}
-
-TEST(Faces, AnOmittedOptionalArgumentTakesItsDefault) {
-  // diag(1, 1E-7): below Invert's default threshold 1E-6 the matrix is
-  // singular (ID 1); an omitted EP of Invertd is 0, so it inverts (ID 0).
-  const struct { const wchar_t* method; VARTYPE element; bool given; double ep; short id; } rows[] = {
-      {L"Invert", VT_VARIANT, false, 0, 1},
-      {L"Invert", VT_VARIANT, true, 1e-9, 0},
-              {L"Invertd", VT_R8, false, 0, 0},
-              {L"Invertd", VT_R8, true, 1e-3, 1}};
-  for (Face face : kFaces)
+    // diag(1, 1E-7): below Invert's default threshold 1E-6 the matrix is
+    // singular (ID 1); an omitted EP of Invertd is 0, so it inverts (ID 0).
+    const struct { const wchar_t* method; VARTYPE element; bool given; double ep; short id; } rows[] = {
+        {L"Invert", VT_VARIANT, false, 0, 1}, {L"Invert", VT_VARIANT, true, 1e-9, 0},
+        {L"Invertd", VT_R8, false, 0, 0}, {L"Invertd", VT_R8, true, 1e-3, 1}};
     for (const auto& row : rows) {
-      SCOPED_TRACE(std::string(face_name(face)) + " " + narrow(row.method) + (row.given ? " with EP" : " without EP"));
       Array ap(row.element, {{1, 0}, {0, 1e-7}}), ainv(row.element, {{0, 0}, {0, 0}});
       Var n(kor::Variant(2)), id, ep(kor::Variant(row.ep));
       double epd = row.ep;
       const VARIANT last = !row.given ? missing() : row.element == VT_R8 ? ref(epd) : ref(ep);
-      Outcome r = call(face, create(L"Kor.Korvat").get(), row.method, {ref(n), ref(ap), ref(ainv), ref(id), last});
-      ASSERT_EQ(r.hr, S_OK);
-      EXPECT_EQ(id.number(), row.id);
-      EXPECT_EQ(ap(2, 2), 1e-7) << "the input is kept";
+      ASSERT_EQ(call(face, create(L"Kor.Korvat").get(), row.method, {ref(n), ref(ap), ref(ainv), ref(id), last}).hr, S_OK);
+      EXPECT_EQ(id.number(), row.id) << narrow(row.method) << row.given;
       EXPECT_TRUE(row.id != 0 || std::abs(ainv(2, 2) - 1e7) < 1e-6) << ainv(2, 2);
     }
-}
-
-TEST(Faces, TakeANullPointerAsAnOmittedArgumentAndRefuseItForTheReturnValue) {
+  }
+  // Through the vtable a null pointer is an omitted argument, and refused for the return value.
   Ptr<_Korvat> k = create(L"Kor.Korvat").as<_Korvat>();
-  Ptr<_Interpret> in = create(L"Kor.Interpret").as<_Interpret>();
-  Array d(VT_R8, {1, 2}), v(VT_VARIANT, {1, 2}), pr(VT_VARIANT, {{1, 2}}), y(VT_VARIANT, {1});
+  Array d(VT_R8, {1, 2}), ap(VT_VARIANT, {{1, 0}, {0, 1e-7}}), ainv(VT_VARIANT, {{0, 0}, {0, 0}});
   double x = 2;
-  Var xv(kor::Variant(2.0));
-  short ipok = 0;
-  BSTR s = SysAllocString(L"1+1");
-  EXPECT_EQ(k->Polynd(val(1), &x, &d.sa, nullptr), E_POINTER);
-  EXPECT_EQ(k->Polyn(val(1), &xv.v, &v.sa, nullptr), E_POINTER);
-  EXPECT_EQ(in->Interp(s, &ipok, &pr.sa, &y.sa, nullptr), E_POINTER);
-  SysFreeString(s);
-  // diag(1, 1E-7) without EP: singular below the default threshold 1E-6.
-  Array ap(VT_VARIANT, {{1, 0}, {0, 1e-7}}), ainv(VT_VARIANT, {{0, 0}, {0, 0}});
   Var n(kor::Variant(2)), id;
+  EXPECT_EQ(k->Polynd(val(1), &x, &d.sa, nullptr), E_POINTER);
   EXPECT_EQ(k->Invert(&n.v, &ap.sa, &ainv.sa, &id.v, nullptr), S_OK);
   EXPECT_EQ(id.number(), 1);
 }
 
 TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumber) {
-  using Run = std::function<Outcome(Face, IDispatch*)>;
-  const struct { int number; const wchar_t* description; Run run; } rows[] = {
-      {9, L"Subscript out of range",  // the system's rows are 2..3, the method reads row 1
-       [](Face f, IDispatch* k) {
-         Array a(VT_R8, {kor::Bounds{2, 3}, {1, 3}});
-         Var id;
-         return call(f, k, L"Gaussd", {val(2), ref(a), val(1), ref(id)});
-       }},
-      {6, L"Overflow",  // 1E300 * 1E300
-       [](Face f, IDispatch* k) {
-         Array c(VT_R8, {1e300, 0});
-         double x = 1e300;
-         return call(f, k, L"Polynd", {val(-1), ref(x), ref(c)});
-       }},
-      {5, L"Invalid procedure call or argument",  // a negative degree
-       [](Face f, IDispatch* k) {
-         Array c(VT_R8, {1, 2}), xr(VT_R8, {0, 0}), xi(VT_R8, {0, 0});
-         return call(f, k, L"LinBairstowd", {val(-1), ref(c), ref(xr), ref(xi), val(1e-12)});
-       }},
-      {13, L"Type mismatch",  // a text that holds no number
-       [](Face f, IDispatch* k) {
-         Array c(VT_R8, {1, 2});
-         Var n(kor::Variant("two"));
-         double x = 1;
-         return call(f, k, L"Polynd", {val(n), ref(x), ref(c)});
-       }},
+  // Polynd(n, X, a) and LinBairstowd(n, a, xr, xi, eps) with arguments that fail.
+  const struct { int number; const wchar_t* description; const wchar_t* method; kor::Variant n; double x, a0; } rows[] = {
+      {9, L"Subscript out of range", L"Polynd", kor::Variant(-3), 1, 1},  // a(1..2) read at 0
+      {6, L"Overflow", L"Polynd", kor::Variant(-1), 1e300, 1e300},       // 1E300 * 1E300
+      {13, L"Type mismatch", L"Polynd", kor::Variant("two"), 1, 1},       // a text that holds no number
+      {5, L"Invalid procedure call or argument", L"LinBairstowd", kor::Variant(-1), 0, 1},  // a negative degree
   };
   for (const auto& row : rows)
     for (Face face : kFaces) {
-      SCOPED_TRACE(std::string(face_name(face)) + " " + std::to_string(row.number));
-      const Outcome o = row.run(face, create(L"Kor.Korvat").get());
+      Array c(VT_R8, {row.a0, 0}), xr(VT_R8, {0, 0}), xi(VT_R8, {0, 0});
+      Var n(row.n);
+      double x = row.x;
+      const Outcome o = call(face, create(L"Kor.Korvat").get(), row.method,
+                             row.number == 5 ? std::vector{val(n), ref(c), ref(xr), ref(xi), val(1e-12)} : std::vector{val(n), ref(x), ref(c)});
       EXPECT_EQ(o.hr, DISP_E_EXCEPTION);
       EXPECT_EQ(o.scode, runtime_error(row.number));
       EXPECT_EQ(o.description, row.description);
@@ -194,40 +272,34 @@ TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumber) {
   Ptr<IDispatch> k = create(L"Kor.Korvat");
   Array c(VT_R8, {1, 2});
   double x = 1, result = 0;
-  SetErrorInfo(0, nullptr);
-  EXPECT_EQ(k.as<_Korvat>()->Polynd(val(-3), &x, &c.sa, &result), runtime_error(9));
-  const ErrorInfo e = take_error_info();
-  EXPECT_TRUE(IsEqualGUID(e.guid, IID__Korvat));
-  EXPECT_EQ(e.description, L"Subscript out of range");
-  VARIANT args[] = {ref(c), ref(x), val(-3)};
-  DISPPARAMS params{args, nullptr, 3, 0};
-  EXPECT_EQ(k->Invoke(dispid(k.get(), L"Polynd"), IID_NULL, 0, DISPATCH_METHOD, &params, nullptr, nullptr, nullptr),
-            DISP_E_EXCEPTION);
-  EXPECT_EQ(take_error_info().description, L"Subscript out of range");
-}
-
-TEST(Errors, AnArgumentOfTheWrongKindIsRefusedOnEntryOrWhereItIsFirstUsed) {
+  VARIANT polynd[] = {ref(c), ref(x), val(-3)};
+  DISPPARAMS params{polynd, nullptr, 3, 0};
+  for (bool vtable : {true, false}) {
+    SetErrorInfo(0, nullptr);
+    EXPECT_EQ(vtable ? k.as<_Korvat>()->Polynd(val(-3), &x, &c.sa, &result)
+                     : k->Invoke(dispid(k.get(), L"Polynd"), IID_NULL, 0, DISPATCH_METHOD, &params, nullptr, nullptr, nullptr),
+              vtable ? runtime_error(9) : DISP_E_EXCEPTION);
+    IErrorInfo* info = nullptr;
+    BSTR description = nullptr;
+    GUID guid{};
+    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
+    info->GetDescription(&description), info->GetGUID(&guid), info->Release();
+    EXPECT_EQ(text(description), L"Subscript out of range");
+    EXPECT_TRUE(IsEqualGUID(guid, IID__Korvat));
+    SysFreeString(description);
+  }
   // Arrays and typed doubles are checked on entry, naming the argument; a
   // Variant scalar is read where the method first uses it (error 13).
-  const struct { const wchar_t* method; UINT position; HRESULT hr; } rows[] = {
-      {L"Gauss", 1, DISP_E_TYPEMISMATCH},
-      {L"Gaussd", 1, DISP_E_TYPEMISMATCH},
-              {L"Flagrd", 3, DISP_E_TYPEMISMATCH},
-              {L"Gauss", 0, DISP_E_EXCEPTION}};
-  for (const auto& row : rows) {
-    const std::wstring method = row.method;
-    SCOPED_TRACE(narrow(method) + " " + std::to_string(row.position));
+  for (int position : {0, 1, 3}) {
     Array a(VT_VARIANT, {{2, 1, 5}, {1, 3, 10}}), xs(VT_R8, {1, 2}), ys(VT_R8, {1, 4});
-    Var id, text(kor::Variant("abc"));
+    Var id, abc(kor::Variant("abc"));
     std::vector<VARIANT> args = {val(2), ref(a), val(1), ref(id)};
-    if (method == L"Flagrd") args = {val(2), ref(xs), ref(ys), val(1.5)};
-    // A number where the array belongs, a Variant array for the double flavour,
-    // a text for a double, the array where the count belongs.
-    if (method != L"Gaussd") args[row.position] = row.position == 1 ? val(2) : row.position == 3 ? val(text) : ref(a);
-    Outcome r = call(Face::late, create(L"Kor.Korvat").get(), row.method, args);
-    EXPECT_EQ(r.hr, row.hr);
-    EXPECT_EQ(r.arg_err, row.hr == DISP_E_TYPEMISMATCH ? row.position : UINT_MAX);
-    EXPECT_EQ(r.scode, row.hr == DISP_E_EXCEPTION ? runtime_error(13) : 0);
+    if (position == 3) args = {val(2), ref(xs), ref(ys), val(abc)};  // Flagrd's XI, a double
+    if (position < 3) args[position] = position ? val(2) : ref(a);
+    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), position == 3 ? L"Flagrd" : L"Gauss", args);
+    EXPECT_EQ(r.hr, position ? DISP_E_TYPEMISMATCH : DISP_E_EXCEPTION);
+    EXPECT_EQ(r.arg_err, position ? UINT(position) : UINT_MAX);
+    EXPECT_EQ(r.scode, position ? 0 : runtime_error(13));
     EXPECT_EQ(a(1, 3), 5.0) << "nothing solved";
   }
 }
@@ -239,10 +311,9 @@ TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirWritesAreRead) {
     const VARTYPE expected = script_like ? VT_BYREF | VT_VARIANT : VT_BYREF | VT_ARRAY | VT_R8;
     Ptr<ClientObject> g = ClientObject::make(script_like);
     Array x(VT_R8, {0, 0});
-    int forms = 0, callers = 0, calls = 0;
+    int forms = 0, callers = 0;
     g->define(L"F", [&](ClientObject::Call& c) {  // 3 + (x1 - 1)^2 + (x2 + 2)^2: 3 at (1, -2)
       const Cells a = c.array(0);
-      ++calls;
       forms += c.args[0]->vt != expected;
       callers += a.sa != x.sa;
       return c.answer(3 + (a(1) - 1) * (a(1) - 1) + (a(2) + 2) * (a(2) + 2));
@@ -250,17 +321,12 @@ TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirWritesAreRead) {
     g->define(L"Fun", [&](ClientObject::Call& c) {  // x1^2 + x2^2 = z(1), x1 = x2: (2, 2) from (1, 3)
       Cells a = c.array(0), r = c.array(1), z = c.array(3);
       forms += c.args[1]->vt != expected;
-      r.set(1, a(1) * a(1) + a(2) * a(2) - z(1));
-      r.set(2, a(1) - a(2));
-      return S_OK;
-    });
-    g->define(L"FKT", [&](ClientObject::Call& c) {  // y' = y
-      c.array(3).set(1, c.array(2)(1));
+      r.set(a(1) * a(1) + a(2) * a(2) - z(1), 1);
+      r.set(a(1) - a(2), 2);
       return S_OK;
     });
     IDispatch* gd = g.get();
     Ptr<IDispatch> k = create(L"Kor.Korvat");
-
     Var itmax(kor::Variant(short{500}));
     Outcome r = call(Face::late, k.get(), L"Fmin1d", {ref(gd), val(2), ref(x), val(1e-10), ref(itmax)});
     ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
@@ -268,53 +334,27 @@ TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirWritesAreRead) {
     EXPECT_NEAR(x(1), 1, 1e-4);
     EXPECT_NEAR(x(2), -2, 1e-4);
     EXPECT_EQ(callers, 0) << "F receives the caller's own array";
-    EXPECT_GT(calls, 10);
-    EXPECT_GT(itmax.number(), 0) << "itmax comes back as the number of iterations";
-    EXPECT_LT(itmax.number(), 500) << "itmax comes back as the number of iterations";
-
+    EXPECT_TRUE(itmax.number() > 0 && itmax.number() < 500) << "itmax comes back as the number of iterations";
     Array nx(VT_R8, {1, 3}), z(VT_R8, {8}), ipom(VT_VARIANT, {1, 2});
     Var id(kor::Variant(7.0));
-    r = call(Face::vtable, k.get(), L"Newtond",
-             {ref(gd), val(2), val(2), val(0), ref(nx), ref(ipom), ref(z), ref(id), val(1e-12)});
+    r = call(Face::vtable, k.get(), L"Newtond", {ref(gd), val(2), val(2), val(0), ref(nx), ref(ipom), ref(z), ref(id), val(1e-12)});
     ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
     EXPECT_EQ(id.number(), 0);
     EXPECT_NEAR(nx(1), 2, 1e-9);
     EXPECT_NEAR(nx(2), 2, 1e-9);
-
-    // From 0 to 1, then on from 1 to 2 with the same object: e and e^2.
-    Array y(VT_R8, {1}), zz(VT_R8, {0});
-    double xb = 0, xe = 1;
-    Var star(kor::Variant(short{0}));
-    for (double end : {1.0, 2.0}) {
-      xe = end;
-      r = call(Face::late, k.get(), L"Rkmd",
-               {ref(gd), val(1), ref(xb), ref(xe), ref(y), val(1e-8), ref(star), ref(zz)});
-      ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-      EXPECT_NEAR(y(1), std::exp(end), 1e-5);
-      EXPECT_NEAR(xb, end, 1e-12);
-    }
     EXPECT_EQ(forms, 0) << "arrays in the form " << expected;
   }
-}
-
-TEST(ClientObjects, TheirFailuresReachTheCallerUnchanged) {
+  // A client's failure reaches the caller unchanged; a script object's comes
+  // back as a plain HRESULT; a client without F is error 438.
   const wchar_t* const no_member = L"Object doesn't support this property or method";
-  const struct {
-    bool script_like;
-    ClientObject::Member f;  // null: the object has no F
-    SCODE scode;
-    const wchar_t* description;
-  } rows[] = {
-      {false, [](ClientObject::Call& c) { return c.raise(1234, L"the client failed"); }, runtime_error(1234),
-       L"the client failed"},
-      // A script object's error comes back as a plain HRESULT.
+  const struct { bool script_like; ClientObject::Member f; SCODE scode; const wchar_t* description; } rows[] = {
+      {false, [](ClientObject::Call& c) { return c.raise(1234, L"the client failed"); }, runtime_error(1234), L"the client failed"},
       {true, [](ClientObject::Call&) { return runtime_error(5001); }, runtime_error(5001), nullptr},
       {false, nullptr, runtime_error(438), no_member},
       {true, nullptr, runtime_error(438), no_member},
   };
   for (const auto& row : rows)
     for (Face face : kFaces) {
-      SCOPED_TRACE(std::string(face_name(face)) + " " + std::to_string(row.scode));
       Ptr<ClientObject> g = ClientObject::make(row.script_like);
       if (row.f) g->define(L"F", row.f);
       IDispatch* gd = g.get();
@@ -331,16 +371,14 @@ TEST(Messages, AreShownWithTheLibrarysTextsAndTitles) {
   Ptr<IDispatch> k = create(L"Kor.Korvat"), in = create(L"Kor.Interpret");
   // One knot: the double flavour's own text.
   Array x(VT_R8, {0}), y(VT_R8, {0}), y2(VT_R8, {0});
-  EXPECT_EQ(call(Face::late, k.get(), L"Splined", {val(1), val(1), ref(x), ref(y), val(0.0), val(0.0), ref(y2)}).hr,
-            S_OK);
+  EXPECT_EQ(call(Face::late, k.get(), L"Splined", {val(1), val(1), ref(x), ref(y), val(0.0), val(0.0), ref(y2)}).hr, S_OK);
   // A leading zero coefficient lowers the degree: x^2 - 3x + 2 has the roots 1 and 2.
   Array c(VT_R8, {0, 1, -3, 2}), xr(VT_R8, {0, 0, 0}), xi(VT_R8, {0, 0, 0});
   EXPECT_EQ(call(Face::vtable, k.get(), L"LinBairstowd", {val(3), ref(c), ref(xr), ref(xi), val(1e-12)}).hr, S_OK);
   EXPECT_NEAR(xr(1) + xr(2), 3, 1e-14);
   // An unknown variable in an interpreted text.
   Array pr(VT_VARIANT, {{0, 0}, {0, 0}}), vy(VT_VARIANT, {0});
-  Var text(kor::Variant("2*Q"));
-  short ipok = 0;
+  Var text(kor::Variant("2*Q")), ipok(kor::Variant(0));
   EXPECT_EQ(call(Face::late, in.get(), L"Interp", {val(text), ref(ipok), ref(pr), ref(vy)}).result.number(), -9999);
   const std::vector<Shown> expected = {
       {L" SPLINED - zadan jen 1 bod!", L"SPLINE", MB_ICONHAND},
@@ -348,36 +386,6 @@ TEST(Messages, AreShownWithTheLibrarysTextsAndTitles) {
       {L"Proměnná Q nenalezena!", L"Interpret", MB_ICONHAND},
   };
   EXPECT_EQ(boxes.shown, expected);
-}
-
-TEST(Interpret, ReadsTheTextAndTheCallersTablesAndWritesTheStatus) {
-  const struct {
-    const char* text;
-    double value;
-    bool ok;  // else ipok is -1 after the call (from -2: no messages)
-  } rows[] = {{"2+3*4", 14, true}, {"Z1*Y[1]+Y[2]", 17, true}, {"1 + 2", -9999, false}};
-  for (Face face : kFaces)
-    for (const auto& row : rows) {
-      SCOPED_TRACE(std::string(face_name(face)) + " " + row.text);
-      Array pr(VT_VARIANT, {{0, 0}, {0, 0}}), y(VT_VARIANT, {3, 5});
-      pr.set(1, 1, "Z1");
-      pr.set(1, 2, 4.0);
-      Var text(kor::Variant(row.text));
-      short ipok = -2;
-      Outcome r = call(face, create(L"Kor.Interpret").get(), L"Interp", {val(text), ref(ipok), ref(pr), ref(y)});
-      ASSERT_EQ(r.hr, S_OK);
-      EXPECT_EQ(r.result.number(), row.value);
-      EXPECT_TRUE(row.ok ? ipok >= 0 : ipok == -1) << ipok;
-    }
-  // The interpreted Newton on an array of texts: x1^2 + x2^2 = Z1 = 8, x1 = x2.
-  Array rov({L"X[1]^2+X[2]^2-Z1", L"X[1]-X[2]"}), x(VT_VARIANT, {1, 3}), ipom(VT_VARIANT, {1, 2}),
-      z(VT_VARIANT, {8, 0, 0, 0, 0, 0, 0, 0, 0, 0});
-  Var id;
-  Outcome r = call(Face::late, create(L"Kor.Interpret").get(), L"NewtonI",
-                   {ref(rov), val(2), val(2), val(0), ref(x), ref(ipom), ref(z), ref(id), val(1e-12)});
-  ASSERT_EQ(r.hr, S_OK);
-  EXPECT_EQ(id.number(), 0);
-  EXPECT_NEAR(x(1), 2, 1e-9);
 }
 
 }  // namespace

@@ -14,10 +14,11 @@
 #include <windows.h>
 #include <dispex.h>
 #include <oleauto.h>
+#include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <functional>
-#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -30,6 +31,12 @@ namespace comtest {
 using kor::com::narrow;
 using kor::com::widen;
 inline std::string narrow(const std::wstring& s) { return narrow(s.data(), s.size()); }
+inline std::wstring text(BSTR s) { return s ? std::wstring(s, SysStringLen(s)) : std::wstring(); }
+inline std::wstring guid_text(const GUID& g) {
+  wchar_t t[40];
+  StringFromGUID2(g, t, 40);
+  return t;
+}
 
 // An owning interface pointer.
 template <class T>
@@ -63,78 +70,150 @@ struct Var {
   double number() const { return number_of(v); }
 };
 
-// Numbers in a SAFEARRAY of doubles or Variants, addressed as the caller
-// declared it; a position outside the bounds throws kor::Error 9.
+// The cells of a SAFEARRAY of doubles or Variants, addressed as the caller
+// declared it, through the component's views (a position outside is kor::Error 9).
 struct Cells {
   SAFEARRAY* sa = nullptr;
-  double operator()(LONG i) const;
-  double operator()(LONG i, LONG j) const;
-  void set(LONG i, const kor::Variant& x);
-  void set(LONG i, LONG j, const kor::Variant& x);
-};
-// The array an argument carries, through any VT_BYREF level (sa null if none).
-Cells cells_of(const VARIANT* arg);
+  template <class... I> double operator()(I... at) const { double x = 0; visit([&](auto& c) { x = get(c); }, at...); return x; }
+  template <class... I> void set(const kor::Variant& x, I... at) { visit([&](auto& c) { put(c, x); }, at...); }
 
-// An owned SAFEARRAY: positions 1..n, a matrix (1..rows, 1..columns) given
-// row by row, any bounds, or texts at 1..n.
+ private:
+  static double get(double d) { return d; }
+  static double get(const VARIANT& v) { return number_of(v); }
+  static void put(double& d, const kor::Variant& x) { d = x.to_double(); }
+  static void put(VARIANT& v, const kor::Variant& x) { assign_value(v, x); }
+  template <class F, class... I> void visit(F f, I... at) const {
+    VARTYPE vt = VT_EMPTY;
+    SafeArrayGetVartype(sa, &vt);
+    if (vt == VT_R8) f(kor::com::DoubleView(sa)(LONG(at)...));
+    else f(kor::com::VariantView(sa)(LONG(at)...));
+  }
+};
+// The array an argument carries, through any VT_BYREF level.
+inline Cells cells_of(const VARIANT* arg) {
+  while (arg->vt == (VT_BYREF | VT_VARIANT)) arg = arg->pvarVal;
+  return {(arg->vt & VT_BYREF) ? *arg->pparray : arg->parray};
+}
+
+// An owned SAFEARRAY: at 1..n, at (1..rows, 1..columns) given row by row, or at any bounds.
 struct Array : Cells {
-  Array(VARTYPE element, std::initializer_list<double> values);
-  Array(VARTYPE element, std::initializer_list<std::initializer_list<double>> rows);
-  Array(VARTYPE element, std::initializer_list<kor::Bounds> dims);
-  explicit Array(std::initializer_list<const wchar_t*> texts);
+  Array(VARTYPE element, std::initializer_list<kor::Bounds> dims) {
+    SAFEARRAYBOUND b[2];
+    UINT n = 0;
+    for (const kor::Bounds& d : dims) b[n++] = {static_cast<ULONG>(d.count()), d.lower};
+    sa = SafeArrayCreate(element, n, b);
+  }
+  Array(VARTYPE element, std::initializer_list<double> values) : Array(element, {kor::Bounds{1, int(values.size())}}) {
+    LONG i = 1;
+    for (double x : values) set(x, i++);
+  }
+  Array(VARTYPE element, std::initializer_list<std::initializer_list<double>> rows)
+      : Array(element, {kor::Bounds{1, int(rows.size())}, kor::Bounds{1, int(rows.begin()->size())}}) {
+    const LONG n = LONG(rows.begin()->size());
+    LONG k = 0;
+    for (const auto& row : rows)
+      for (double x : row) set(x, k / n + 1, k % n + 1), ++k;
+  }
   Array(Array&& o) noexcept { sa = std::exchange(o.sa, nullptr); }
   ~Array() { if (sa) SafeArrayDestroy(sa); }
 };
 
 // Arguments as a client passes them; none owns what it points at.
-VARIANT val(double d);      // VT_R8
-VARIANT val(int i);         // VT_I2 when it fits, else VT_I4, as a script literal
-VARIANT val(const Var& v);  // the VARIANT itself, shallow
-VARIANT missing();          // an omitted optional argument
-VARIANT ref(Var& v);        // VT_BYREF | VT_VARIANT
-VARIANT ref(double& d);
-VARIANT ref(short& s);
-VARIANT ref(IDispatch*& p);
-VARIANT ref(Array& a);      // VT_BYREF | VT_ARRAY | the element type
+inline VARIANT by(VARTYPE vt, void* p) { VARIANT v; v.vt = vt; v.byref = p; return v; }
+inline VARIANT val(double d) { return Var(kor::Variant(d)).v; }  // VT_R8; a number owns nothing
+inline VARIANT val(int i) { return Var(kor::Variant(i)).v; }     // VT_I2 when it fits, as a script literal
+inline VARIANT val(const Var& v) { return v.v; }
+inline VARIANT missing() { return Var(kor::Variant::missing()).v; }
+inline VARIANT ref(Var& v) { return by(VT_BYREF | VT_VARIANT, &v.v); }
+inline VARIANT ref(double& d) { return by(VT_BYREF | VT_R8, &d); }
+inline VARIANT ref(IDispatch*& p) { return by(VT_BYREF | VT_DISPATCH, &p); }
+inline VARIANT ref(Array& a) {
+  VARTYPE vt = VT_EMPTY;
+  SafeArrayGetVartype(a.sa, &vt);
+  return by(VT_BYREF | VT_ARRAY | vt, &a.sa);
+}
 
 // The two ways of calling a method: IDispatch::Invoke, or the method's slot of
-// the dual vtable, called by ITypeInfo::Invoke of the vtable view of the type
-// library as a client that binds through the type library does: each argument
-// converted to its parameter's type, a failure's HRESULT and IErrorInfo turned
-// into an EXCEPINFO.
+// the dual vtable, called by ITypeInfo::Invoke of the vtable view as a client
+// that binds through the type library does: each argument converted to its
+// parameter's type, a failure's HRESULT and IErrorInfo turned into an EXCEPINFO.
 enum class Face { late, vtable };
 constexpr Face kFaces[] = {Face::late, Face::vtable};
-inline const char* face_name(Face f) { return f == Face::late ? "IDispatch::Invoke" : "dual vtable"; }
-
 struct Outcome {
   HRESULT hr = E_FAIL;
   Var result;
-  SCODE scode = 0;  // EXCEPINFO's, the failure's HRESULT (0x800A0000 | number for a runtime error)
+  SCODE scode = 0;  // EXCEPINFO's: 0x800A0000 | number for a runtime error
   std::wstring description, source;
-  UINT arg_err = UINT_MAX;   // a refused argument, in declaration order
+  UINT arg_err = UINT_MAX;  // a refused argument, in declaration order
 };
-
 constexpr HRESULT runtime_error(int number) { return static_cast<HRESULT>(0x800A0000u | unsigned(number)); }
 
-DISPID dispid(IDispatch* object, const wchar_t* name, HRESULT* hr = nullptr);
-// The description of member `id` (ReleaseFuncDesc it); null, and a test failure, if there is none.
-FUNCDESC* function(ITypeInfo* info, MEMBERID id);
-// Arguments in declaration order (reversed into DISPPARAMS here).
-Outcome call(Face face, IDispatch* object, DISPID id, std::vector<VARIANT> args);
-Outcome call(Face face, IDispatch* object, const wchar_t* name, std::vector<VARIANT> args);
+inline DISPID dispid(IDispatch* object, const wchar_t* name, HRESULT* hr = nullptr) {
+  DISPID id = DISPID_UNKNOWN;
+  LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
+  const HRESULT h = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
+  if (hr) *hr = h;
+  return id;
+}
 
-// The thread's IErrorInfo, taken (present false when there is none).
-struct ErrorInfo {
-  bool present = false;
-  GUID guid{};
-  std::wstring source, description;
-};
-ErrorInfo take_error_info();
+// The vtable view of a dual interface's dispatch view.
+inline Ptr<ITypeInfo> vtable_view(ITypeInfo* dispatch) {
+  Ptr<ITypeInfo> v;
+  HREFTYPE href = 0;
+  if (dispatch->GetRefTypeOfImplType(-1, &href) == S_OK) dispatch->GetRefTypeInfo(href, v.put());
+  return v;
+}
 
-// A new object of kor.dll by ProgID; a failure is a test failure.
-Ptr<IDispatch> create(const wchar_t* progid);
-// The DLL's path as registered for Korvat ("" if absent).
-std::wstring kor_dll_path();
+// Arguments in declaration order; named ones (dispatch identifiers) come first.
+inline Outcome call(Face face, IDispatch* object, DISPID id, std::vector<VARIANT> args, std::vector<DISPID> named = {}) {
+  Ptr<ITypeInfo> dispatch, vtable;
+  if (face == Face::vtable && object->GetTypeInfo(0, 0, dispatch.put()) == S_OK) vtable = vtable_view(dispatch.get());
+  if (face == Face::vtable && !vtable) ADD_FAILURE() << "no vtable view";
+  std::reverse(args.begin() + static_cast<long>(named.size()), args.end());
+  DISPPARAMS params{args.data(), named.data(), UINT(args.size()), UINT(named.size())};
+  Outcome o;
+  EXCEPINFO e{};
+  UINT arg_err = UINT_MAX;
+  o.hr = vtable ? vtable->Invoke(object, id, DISPATCH_METHOD, &params, &o.result.v, &e, &arg_err)
+                : object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &params, &o.result.v, &e, &arg_err);
+  if (e.pfnDeferredFillIn) e.pfnDeferredFillIn(&e);
+  o.scode = e.scode;
+  o.description = text(e.bstrDescription);
+  o.source = text(e.bstrSource);
+  SysFreeString(e.bstrDescription), SysFreeString(e.bstrSource), SysFreeString(e.bstrHelpFile);
+  if (arg_err < args.size()) o.arg_err = UINT(args.size()) - 1 - arg_err;
+  return o;
+}
+inline Outcome call(Face face, IDispatch* object, const wchar_t* name, std::vector<VARIANT> args) {
+  HRESULT hr = S_OK;
+  const DISPID id = dispid(object, name, &hr);
+  EXPECT_EQ(hr, S_OK) << narrow(name);
+  return call(face, object, id, std::move(args));
+}
+
+// A new object of kor.dll by ProgID, in the single-threaded apartment the
+// component's clients live in; a failure is a test failure.
+inline Ptr<IDispatch> create(const wchar_t* progid) {
+  static const HRESULT apartment = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
+  EXPECT_EQ(apartment, S_OK);
+  Ptr<IDispatch> d;
+  CLSID clsid{};
+  HRESULT hr = CLSIDFromProgID(progid, &clsid);
+  if (SUCCEEDED(hr)) hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, d.put_void());
+  if (FAILED(hr)) ADD_FAILURE() << "creating " << narrow(progid) << ": 0x" << std::hex << hr;
+  return d;
+}
+
+// A text value under `root` ("<absent>" if there is none).
+inline std::wstring reg_text(HKEY root, const std::wstring& key, const wchar_t* name = nullptr) {
+  wchar_t data[1024] = L"<absent>";
+  DWORD size = sizeof data;
+  RegGetValueW(root, key.c_str(), name, RRF_RT_REG_SZ, nullptr, data, &size);
+  return data;
+}
+inline std::wstring kor_dll_path() {
+  return reg_text(HKEY_CLASSES_ROOT, L"CLSID\\" + guid_text(CLSID_Korvat) + L"\\InprocServer32");
+}
 
 // While one lives, kor.dll's calls of user32!MessageBoxW land in `shown`
 // (the DLL's import slot is patched) and answer IDOK.
@@ -145,23 +224,52 @@ struct Shown {
 };
 class MessageBoxCapture {
  public:
-  MessageBoxCapture();
-  ~MessageBoxCapture();
+  MessageBoxCapture() {
+    auto* base = reinterpret_cast<BYTE*>(module_ = LoadLibraryW(kor_dll_path().c_str()));
+    if (!base || active_) { ADD_FAILURE() << "kor.dll not loaded, or a capture is already active"; return; }
+    auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
+    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
+    for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); imports && d->Name && !slot_; ++d) {
+      auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->OriginalFirstThunk);
+      auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->FirstThunk);
+      for (; lstrcmpiA(reinterpret_cast<char*>(base + d->Name), "user32.dll") == 0 && names->u1.AddressOfData && !slot_; ++names, ++slots)
+        if (!IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal) &&
+            lstrcmpA(reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData)->Name, "MessageBoxW") == 0)
+          slot_ = reinterpret_cast<void**>(&slots->u1.Function);
+    }
+    if (!slot_) { ADD_FAILURE() << "kor.dll does not import MessageBoxW"; return; }
+    original_ = patch(reinterpret_cast<void*>(&hook));
+    active_ = this;
+  }
+  ~MessageBoxCapture() {
+    if (active_ == this) patch(original_), active_ = nullptr;
+    if (module_) FreeLibrary(module_);
+  }
   MessageBoxCapture(const MessageBoxCapture&) = delete;
   std::vector<Shown> shown;
 
  private:
-  static int WINAPI hook(HWND, LPCWSTR text, LPCWSTR title, UINT style);
-  static MessageBoxCapture* active_;
+  void* patch(void* to) {
+    DWORD old = 0;
+    VirtualProtect(slot_, sizeof(void*), PAGE_READWRITE, &old);
+    void* was = std::exchange(*slot_, to);
+    VirtualProtect(slot_, sizeof(void*), old, &old);
+    return was;
+  }
+  static int WINAPI hook(HWND, LPCWSTR text, LPCWSTR title, UINT style) {
+    active_->shown.push_back({text ? text : L"", title ? title : L"", style});
+    return IDOK;
+  }
+  static inline MessageBoxCapture* active_ = nullptr;
   HMODULE module_ = nullptr;
   void** slot_ = nullptr;
   void* original_ = nullptr;
 };
 
 // A client function object whose members are callbacks, found by name
-// whatever the case; a member defined under the empty name is the default
-// member (DISPID_VALUE).  A plain one answers IDispatch only; a script-like one
-// also answers IDispatchEx and, as VBScript's objects do, refuses
+// whatever the case; the member defined under the empty name is the default
+// member (DISPID_VALUE).  A plain one answers IDispatch only; a script-like
+// one also answers IDispatchEx and, as VBScript's objects do, refuses
 // GetIDsOfNames, so that its members are found with GetDispID.
 class ClientObject final : public IDispatchEx {
  public:
@@ -170,27 +278,48 @@ class ClientObject final : public IDispatchEx {
     VARIANT* result;
     EXCEPINFO* excep;
     Cells array(std::size_t k) const { return cells_of(args[k]); }
-    HRESULT answer(double value);                           // a VT_R8 result
-    HRESULT raise(int number, const wchar_t* description);  // DISP_E_EXCEPTION, scode 0x800A0000 | number
+    HRESULT answer(double value) { if (result) *result = val(value); return S_OK; }
+    HRESULT raise(int number, const wchar_t* description) {  // DISP_E_EXCEPTION, scode 0x800A0000 | number
+      if (excep) *excep = EXCEPINFO{}, excep->scode = runtime_error(number), excep->bstrDescription = SysAllocString(description);
+      return DISP_E_EXCEPTION;
+    }
   };
   using Member = std::function<HRESULT(Call&)>;
 
   static Ptr<ClientObject> make(bool script_like = false) { return Ptr<ClientObject>(new ClientObject(script_like)); }
   ClientObject& define(const wchar_t* name, Member m) { members_.emplace_back(name, std::move(m)); return *this; }
 
-  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override;
-  ULONG STDMETHODCALLTYPE AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&refs_)); }
-  ULONG STDMETHODCALLTYPE Release() override;
+  HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
+    const bool ok = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDispatch) ||
+                    (script_like_ && IsEqualIID(riid, __uuidof(IDispatchEx)));
+    *out = ok ? static_cast<IDispatchEx*>(this) : nullptr;
+    return ok ? (AddRef(), S_OK) : E_NOINTERFACE;
+  }
+  ULONG STDMETHODCALLTYPE AddRef() override { return ULONG(++refs_); }
+  ULONG STDMETHODCALLTYPE Release() override { const LONG n = --refs_; if (!n) delete this; return ULONG(n); }
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
-  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override;
+  HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
+    if (script_like_) return E_NOTIMPL;
+    for (UINT k = 0; k < count; ++k) ids[k] = k ? DISPID_UNKNOWN : find(names[0]);
+    return count == 1 && ids[0] != DISPID_UNKNOWN ? S_OK : DISP_E_UNKNOWNNAME;
+  }
   HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
                                    EXCEPINFO* excep, UINT*) override {
     return InvokeEx(id, lcid, flags, params, result, excep, nullptr);
   }
-  HRESULT STDMETHODCALLTYPE GetDispID(BSTR name, DWORD, DISPID* id) override;
+  HRESULT STDMETHODCALLTYPE GetDispID(BSTR name, DWORD, DISPID* id) override {
+    return (*id = find(name)) == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK;
+  }
   HRESULT STDMETHODCALLTYPE InvokeEx(DISPID id, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO* excep,
-                                     IServiceProvider*) override;
+                                     IServiceProvider*) override {
+    if (id == DISPID_VALUE) id = find(L"");
+    if (id < 1 || std::size_t(id) > members_.size()) return DISP_E_MEMBERNOTFOUND;
+    Call c{{}, result, excep};
+    for (UINT k = params->cArgs; k-- > 0;) c.args.push_back(&params->rgvarg[k]);
+    if (result) VariantInit(result);
+    return members_[std::size_t(id - 1)].second(c);
+  }
   HRESULT STDMETHODCALLTYPE DeleteMemberByName(BSTR, DWORD) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE DeleteMemberByDispID(DISPID) override { return E_NOTIMPL; }
   HRESULT STDMETHODCALLTYPE GetMemberProperties(DISPID, DWORD, DWORD*) override { return E_NOTIMPL; }
@@ -200,7 +329,11 @@ class ClientObject final : public IDispatchEx {
 
  private:
   explicit ClientObject(bool script_like) : script_like_(script_like) {}
-  DISPID find(const wchar_t* name) const;
+  DISPID find(const wchar_t* name) const {
+    for (std::size_t i = 0; i < members_.size(); ++i)
+      if (lstrcmpiW(members_[i].first.c_str(), name) == 0) return DISPID(i + 1);
+    return DISPID_UNKNOWN;
+  }
   LONG refs_ = 1;
   bool script_like_;
   std::vector<std::pair<std::wstring, Member>> members_;

@@ -1,20 +1,20 @@
-' A script's variables as the methods' by-reference arguments: written where
-' the method writes them (a callback that looks meanwhile sees the method's
-' values), untouched ones keep their types, objects count by their default
-' property.  Expected values are worked out by hand beside each case.  The
-' last line is "N passed, M failed".
+' The component as a script sees it: objects by ProgID, script arrays (Variant
+' arrays by reference two levels deep) written in place, script variables
+' written where the method writes them (a callback that looks meanwhile sees
+' the method's values), untouched ones keeping their types, objects read
+' through their default property, script classes called back (through
+' IDispatchEx), errors as Err.Number.  Expected values are worked out by hand
+' beside each case.  The last line is "N passed, M failed".
 Option Explicit
-
-Dim passed, failed, k, watched, seen
+Dim passed, failed, k, s, watched, seen
 passed = 0
 failed = 0
-Set k = CreateObject("Kor.Korvat")
 
 Sub Check(ok, what)
   If ok Then passed = passed + 1 Else failed = failed + 1: WScript.Echo "FAILED: " & what
 End Sub
 
-Class Watcher     ' Fmin's F: notes the script's itmax at each call
+Class Watcher     ' Fmin's F, (x - 1)^2: notes the script's itmax at each call
   Function F(X)
     seen = seen & "," & watched
     F = (X(1) - 1) ^ 2
@@ -38,6 +38,12 @@ Class Derivative  ' Rkm's FKT, y' = 1: notes the xb it gets if the script's vari
   End Sub
 End Class
 
+Class Failing
+  Function F(X)
+    Err.Raise 1234, "Failing", "the client's own error"
+  End Function
+End Class
+
 Class Cell        ' a default property, as a spreadsheet's Range has
   Public v
   Public Default Property Get Value
@@ -45,9 +51,19 @@ Class Cell        ' a default property, as a spreadsheet's Range has
   End Property
 End Class
 
-Class NoDefault
-  Public v
-End Class
+Sub Objects()
+  On Error Resume Next
+  Dim k2, a(2), id
+  Set k2 = CreateObject("kor.korvat")
+  Check Err.Number = 0 And Not (k Is k2), "two creations give two objects: " & Err.Number
+  Check Replace("#" & TypeName(k), "#_", "#") = "#Korvat" And Replace("#" & TypeName(s), "#_", "#") = "#Interpret", _
+        "TypeName: " & TypeName(k) & " " & TypeName(s)
+  k.Interp "1+1", 0
+  Check Err.Number = 438, "Korvat.Interp (a member of Interpret): " & Err.Number
+  Err.Clear
+  k.Gauss 1, a, 1, id, 5
+  Check Err.Number = 450, "Korvat.Gauss with five arguments: " & Err.Number
+End Sub
 
 Sub Callbacks()
   On Error Resume Next
@@ -81,32 +97,61 @@ Sub Callbacks()
   k.Rkm f, 1, watched, xe, y, 1E-4, star, zz
   Check Err.Number = 10 And UBound(y) = 1, "Rkm with ReDim Y: " & Err.Number & " " & UBound(y)
   Err.Clear
+  r = k.Fmin(New Failing, 1, x)
+  Check Err.Number = 1234, "the client's own error: " & Err.Number
+  Err.Clear
+  r = k.Fmin(New Cell, 1, x)
+  Check Err.Number = 438, "a client without F: " & Err.Number
 End Sub
 
 Sub Values()
   On Error Resume Next
-  Dim x(3), y(3), xi, id, a(2, 3), r, s, pr(1, 2), v(1), ipok, rov(1), ipom(1), z(10)
+  Dim x(3), y(3), xi, id, a(2, 3), r, ipok, pr(1, 2), v(2), rov(1), ipom(1), z(10), n, inv(2, 2), ey(20)
   ' Three points of y = 2x with M = 3: 5 at 2.5 exactly (-0.25 + 3 + 2.25); XI is only read.
   x(1) = 1: x(2) = 2: x(3) = 3: y(1) = 2: y(2) = 4: y(3) = 6
   Set xi = New Cell: xi.v = 2.5
   r = k.Flagr(3, x, y, xi, 3)
   Check Err.Number = 0 And r = 5 And IsObject(xi), "Flagr, XI a Cell: " & r & " " & TypeName(xi)
-  Set xi = New NoDefault: r = Empty
+  Set xi = New Failing: r = Empty
   r = k.Flagr(3, x, y, xi, 3)
   Check Err.Number = 438 And IsEmpty(r), "Flagr, XI without a default property: " & Err.Number
   Err.Clear
   xi = CCur(2.5)
   r = k.Flagr(3, x, y, xi, 3)
   Check Err.Number = 0 And r = 5 And TypeName(xi) = "Currency", "Flagr, XI Currency: " & r & " " & TypeName(xi)
+  ' 2x + y = 5, x + 3y = 10 with two cells holding their numbers as texts: x = 1, y = 3.
+  a(1, 1) = "2": a(1, 2) = 1: a(1, 3) = "5": a(2, 1) = 1: a(2, 2) = 3: a(2, 3) = 10
+  k.Gauss 2, a, 1, id
+  Check Err.Number = 0 And id = 0 And Abs(a(1, 3) - 1) < 1E-12 And Abs(a(2, 3) - 3) < 1E-12, "Gauss: " & id & " " & a(1, 3)
   ' A singular system (row 2 = 2 * row 1): ID = 1 over whatever the variable held.
   a(1, 1) = 1: a(1, 2) = 2: a(1, 3) = 3: a(2, 1) = 2: a(2, 2) = 4: a(2, 3) = 6
   For Each id In Array(Array(7, 8), CByte(7))
     k.Gauss 2, a, 1, id
     Check Err.Number = 0 And TypeName(id) = "Integer" And id = 1, "Gauss, ID " & TypeName(id)
   Next
-  ' Texts: Null is error 94; a Rov cell that is no text is error 13 where
-  ' NewtonI first reads it, after ID = 0; as a text it solves x^2 = 4.
-  Set s = CreateObject("Kor.Interpret")
+  ' diag(1, 1E-7) is singular below the omitted EP's 1E-6 (ID 1), not below 1E-9 (ID 0).
+  inv(1, 1) = 1: inv(1, 2) = 0: inv(2, 1) = 0: inv(2, 2) = 1E-7: n = 2
+  k.Invert n, inv, a, id
+  r = id
+  k.Invert n, inv, a, id, 1E-9
+  Check Err.Number = 0 And r = 1 And id = 0 And Abs(a(2, 2) - 1E7) < 1E-6, "Invert: ID " & r & " then " & id
+  ' Errors with their numbers and descriptions.
+  k.Gauss 2, x, 1, id
+  Check Err.Number = 9 And Err.Description = "Subscript out of range", "Gauss on a vector: " & Err.Number
+  Err.Clear
+  k.Gaussd 2, a, 1, id
+  Check Err.Number = 13, "Gaussd with a Variant array: " & Err.Number
+  Err.Clear
+  k.LinBairstow -1, x, y, y, 1E-12
+  Check Err.Number = 5 And Err.Description = "Invalid procedure call or argument", "LinBairstow, degree -1: " & Err.Number
+  Err.Clear
+  ' The interpreter with the script's tables; Null as a text is error 94; a
+  ' Rov cell that is no text is error 13 where NewtonI first reads it, after
+  ' ID = 0; as a text it solves x^2 = 4.
+  pr(1, 1) = "Z1": pr(1, 2) = 4: v(1) = 3: v(2) = 5: ipok = 0
+  Check s.Interp("Z1*Y[1]+Y[2]", ipok, pr, v) = 17 And ipok >= 0, "Interp: ipok=" & ipok
+  ipok = -2
+  Check s.Interp("SQR(0-1)", ipok, pr, v) = -9999 And ipok = -3, "Interp failure: ipok=" & ipok
   r = s.Interp(Null, ipok, pr, v)
   Check Err.Number = 94, "Interp(Null): " & Err.Number
   Err.Clear
@@ -117,8 +162,18 @@ Sub Values()
   rov(1) = "X[1]^2-4"
   r = s.NewtonI(rov, 1, 1, 0, x, ipom, z, id)
   Check Err.Number = 0 And id = 0 And Abs(x(1) - 2) < 1E-4, "NewtonI: " & Err.Number & " " & x(1)
+  ' (x1 - Z1)^2 + (x2 - Z2)^2 + 3 is least, 3, at (1, -2); y' = y from y(0) = 1 gives e at 1.
+  z(1) = 1: z(2) = -2: x(1) = 0: x(2) = 0
+  r = s.FminI("(X[1]-Z1)^2+(X[2]-Z2)^2+3", 2, x, z, 1E-8)
+  Check Err.Number = 0 And Abs(r - 3) < 1E-6 And Abs(x(2) + 2) < 1E-3, "FminI: " & r
+  rov(1) = "Y[1]": ey(1) = 1: r = 0: n = 1
+  s.RkmI rov, 1, r, n, ey, 1E-7, 0, z
+  Check Err.Number = 0 And Abs(ey(1) - Exp(1)) < 1E-6 And Abs(r - 1) < 1E-12, "RkmI: " & ey(1)
 End Sub
 
+Set k = CreateObject("Kor.Korvat")
+Set s = CreateObject("Kor.Interpret")
+Objects
 Callbacks
 Values
 WScript.Echo passed & " passed, " & failed & " failed"

@@ -1,0 +1,149 @@
+// The two classes as the registry and the DLL give them: the keys that
+// registration wrote (machine-wide, or per user: PerUser runs when
+// KOR_PER_USER_DLL names the DLL registered with regsvr32 /n /i:user), what a
+// factory refuses, the interfaces each object answers, and when
+// DllCanUnloadNow lets the DLL go.
+#include <ocidl.h>
+
+#include "support.hpp"
+
+namespace comtest {
+namespace {
+
+struct Class {
+  const wchar_t* progid;
+  const CLSID* clsid;
+  const IID* iid;    // its own dual interface
+  const IID* other;  // the other class's
+  const wchar_t* method;
+};
+const Class kClasses[] = {{L"Kor.Korvat", &CLSID_Korvat, &IID__Korvat, &IID__Interpret, L"Gauss"},
+                          {L"Kor.Interpret", &CLSID_Interpret, &IID__Interpret, &IID__Korvat, L"Interp"}};
+
+// Follows ProgID -> CLSID -> InprocServer32 under a classes root, checking
+// every value registration writes on the way; the server's path.
+std::wstring server(HKEY root, const Class& c) {
+  const std::wstring clsid = reg_text(root, std::wstring(c.progid) + L"\\CLSID"), key = L"CLSID\\" + clsid;
+  EXPECT_EQ(clsid, guid_text(*c.clsid)) << narrow(c.progid);
+  EXPECT_EQ(reg_text(root, key + L"\\ProgID"), c.progid);
+  EXPECT_EQ(reg_text(root, key + L"\\TypeLib"), guid_text(LIBID_Kor));
+  EXPECT_EQ(reg_text(root, key + L"\\InprocServer32", L"ThreadingModel"), L"Apartment");
+  return reg_text(root, key + L"\\InprocServer32");
+}
+
+template <class F>
+F entry(HMODULE dll, const char* name) {
+  return reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(dll, name)));
+}
+using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
+
+TEST(Registration, NamesTheDllItsApartmentModelProgIdAndTypeLibraryForEachClass) {
+  for (const Class& c : kClasses) {
+    const std::wstring dll = server(HKEY_CLASSES_ROOT, c);
+    EXPECT_NE(GetFileAttributesW(dll.c_str()), INVALID_FILE_ATTRIBUTES) << narrow(dll);
+    EXPECT_EQ(lstrcmpiW(dll.substr(dll.find_last_of(L"\\/") + 1).c_str(), L"kor.dll"), 0) << narrow(dll);
+    LPOLESTR progid = nullptr;
+    ASSERT_EQ(ProgIDFromCLSID(*c.clsid, &progid), S_OK);
+    EXPECT_STREQ(progid, c.progid);
+    CoTaskMemFree(progid);
+  }
+}
+
+// Wine's HKEY_CLASSES_ROOT shows the machine's classes only, so the client
+// reads the user's classes itself and makes the objects from the DLL named there.
+TEST(PerUser, BothClassesAreInTheUsersClassesOnlyAndMadeFromTheDllNamedThere) {
+  const char* expected = getenv("KOR_PER_USER_DLL");
+  if (!expected) GTEST_SKIP() << "KOR_PER_USER_DLL names no DLL registered per user";
+  HKEY user = nullptr, machine = nullptr;
+  ASSERT_EQ(RegOpenKeyExW(HKEY_CURRENT_USER, L"Software\\Classes", 0, KEY_READ, &user), ERROR_SUCCESS);
+  for (const Class& c : kClasses) {
+    const std::wstring dll = server(user, c);
+    EXPECT_EQ(lstrcmpiW(dll.c_str(), widen(expected).c_str()), 0) << narrow(dll);
+    EXPECT_NE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, (L"Software\\Classes\\CLSID\\" + guid_text(*c.clsid)).c_str(), 0,
+                            KEY_READ, &machine), ERROR_SUCCESS) << "also registered for the machine";
+    HMODULE module = LoadLibraryW(dll.c_str());
+    ASSERT_NE(module, nullptr) << narrow(dll);
+    Ptr<IClassFactory> factory;
+    Ptr<IDispatch> object;
+    ASSERT_EQ(entry<GetClassObject>(module, "DllGetClassObject")(*c.clsid, IID_IClassFactory, factory.put_void()), S_OK);
+    ASSERT_EQ(factory->CreateInstance(nullptr, *c.iid, object.put_void()), S_OK);
+    HRESULT hr = E_FAIL;
+    dispid(object.get(), c.method, &hr);
+    EXPECT_EQ(hr, S_OK);
+  }
+  RegCloseKey(user);
+}
+
+TEST(Objects, AnswerTheirOwnInterfacesAndDescribeThemselves) {
+  for (const Class& c : kClasses) {
+    SCOPED_TRACE(narrow(c.progid));
+    Ptr<IDispatch> object = create(c.progid);
+    const Ptr<IUnknown> identity = object.as<IUnknown>();
+    // Every interface leads back to the same IUnknown; the dual one is the IDispatch itself.
+    for (const IID* iid : {&IID_IUnknown, &IID_IDispatch, c.iid, &IID_ISupportErrorInfo, &IID_IProvideClassInfo})
+      EXPECT_EQ(object.as<IUnknown>(*iid).as<IUnknown>().get(), identity.get()) << narrow(guid_text(*iid));
+    EXPECT_EQ(static_cast<void*>(object.as<IUnknown>(*c.iid).get()), static_cast<void*>(object.get()));
+    for (const IID* iid : {c.other, &__uuidof(IDispatchEx), &IID_IClassFactory, &IID_IPersist})
+      EXPECT_FALSE(object.as<IUnknown>(*iid)) << narrow(guid_text(*iid));
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(*c.iid), S_OK);
+    EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(*c.other), S_FALSE);
+    Ptr<ITypeInfo> klass, face, none;
+    TYPEATTR *k = nullptr, *f = nullptr;
+    UINT count = 0;
+    ASSERT_EQ(object.as<IProvideClassInfo>()->GetClassInfo(klass.put()), S_OK);
+    ASSERT_EQ(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, face.put()), S_OK);
+    ASSERT_EQ(klass->GetTypeAttr(&k) | face->GetTypeAttr(&f), S_OK);
+    EXPECT_TRUE(IsEqualGUID(k->guid, *c.clsid) && IsEqualGUID(f->guid, *c.iid) && f->typekind == TKIND_DISPATCH);
+    klass->ReleaseTypeAttr(k);
+    face->ReleaseTypeAttr(f);
+    EXPECT_EQ(object->GetTypeInfoCount(&count), S_OK);
+    EXPECT_EQ(count, 1u);
+    EXPECT_EQ(object->GetTypeInfo(1, LOCALE_USER_DEFAULT, none.put()), DISP_E_BADINDEX);
+  }
+}
+
+// The DLL's entry points called directly, as COM calls them.
+TEST(Module, GivesFactoriesThatRefuseWhatTheyCannotMakeAndUnloadsOnlyWhenNothingIsAlive) {
+  HMODULE dll = LoadLibraryW(kor_dll_path().c_str());
+  ASSERT_NE(dll, nullptr);
+  auto get_class_object = entry<GetClassObject>(dll, "DllGetClassObject");
+  auto can_unload = entry<HRESULT(STDAPICALLTYPE*)()>(dll, "DllCanUnloadNow");
+  ASSERT_TRUE(get_class_object && can_unload && GetProcAddress(dll, "DllRegisterServer") &&
+              GetProcAddress(dll, "DllUnregisterServer") && GetProcAddress(dll, "DllInstall"));
+  Ptr<IClassFactory> none;
+  EXPECT_EQ(get_class_object(LIBID_Kor, IID_IClassFactory, none.put_void()), CLASS_E_CLASSNOTAVAILABLE);
+  EXPECT_EQ(get_class_object(IID__Korvat, IID_IClassFactory, none.put_void()), CLASS_E_CLASSNOTAVAILABLE);
+  ASSERT_EQ(can_unload(), S_OK) << "an object of an earlier test is still alive";
+  for (const Class& c : kClasses) {
+    SCOPED_TRACE(narrow(c.progid));
+    Ptr<IClassFactory> factory;
+    Ptr<IUnknown> first, second, refused;
+    ASSERT_EQ(get_class_object(*c.clsid, IID_IClassFactory, factory.put_void()), S_OK);
+    EXPECT_EQ(can_unload(), S_OK) << "a factory alone keeps the DLL";
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, first.put_void()), S_OK);
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, second.put_void()), S_OK);
+    EXPECT_NE(first.get(), second.get());
+    EXPECT_EQ(factory->CreateInstance(first.get(), IID_IUnknown, refused.put_void()), CLASS_E_NOAGGREGATION);
+    EXPECT_EQ(factory->CreateInstance(nullptr, *c.other, refused.put_void()), E_NOINTERFACE);
+    EXPECT_EQ(factory->QueryInterface(IID_IDispatch, refused.put_void()), E_NOINTERFACE);
+    EXPECT_FALSE(refused);
+    first = Ptr<IUnknown>();
+    EXPECT_EQ(can_unload(), S_FALSE) << "a second object is alive";
+    second = Ptr<IUnknown>();
+    EXPECT_EQ(can_unload(), S_OK);
+    EXPECT_EQ(factory->LockServer(TRUE) | factory->LockServer(TRUE) | factory->LockServer(FALSE), S_OK);
+    EXPECT_EQ(can_unload(), S_FALSE) << "one of two locks is still held";
+    EXPECT_EQ(factory->LockServer(FALSE), S_OK);
+    EXPECT_EQ(can_unload(), S_OK);
+    // That answer let go of the cached type information: a new object reads it again.
+    Ptr<IDispatch> again;
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IDispatch, again.put_void()), S_OK);
+    HRESULT hr = E_FAIL;
+    dispid(again.get(), c.method, &hr);
+    EXPECT_EQ(hr, S_OK);
+  }
+  FreeLibrary(dll);
+}
+
+}  // namespace
+}  // namespace comtest
