@@ -1,9 +1,8 @@
 // Calls as compiled clients make them, through IDispatch::Invoke and through
 // the dual vtable: what Invoke refuses, named arguments, the caller's own
 // arrays and typed variables written where the method writes them, subtypes
-// kept, omitted arguments, runtime errors in each client's form, client
-// function objects called back through IDispatch and IDispatchEx, and the
-// message boxes.  The numbers are small cases worked out by hand beside them.
+// kept, runtime errors in each client's form, client function objects called
+// back, and the message boxes.  The numbers are small cases worked out by hand.
 #include <cmath>
 
 #include "support.hpp"
@@ -12,7 +11,7 @@ namespace comtest {
 namespace {
 
 TEST(Dispatch, RefusesUnknownNamesAndCallsNoMethodTakes) {
-  for (const auto& [progid, name] : {std::pair{L"Kor.Korvat", L"Gaus"}, {L"Kor.Korvat", L"Interp"}, {L"Kor.Interpret", L"Gauss"}}) {
+  for (auto [progid, name] : {std::pair{L"Kor.Korvat", L"Gaus"}, {L"Kor.Korvat", L"Interp"}, {L"Kor.Interpret", L"Gauss"}}) {
     HRESULT hr = S_OK;
     dispid(create(progid).get(), name, &hr);
     EXPECT_EQ(hr, DISP_E_UNKNOWNNAME) << narrow(name);
@@ -33,7 +32,8 @@ TEST(Dispatch, RefusesUnknownNamesAndCallsNoMethodTakes) {
     DISPID put[] = {DISPID_PROPERTYPUT};
     DISPPARAMS params{args, row.named ? put : nullptr, row.args, row.named};
     Var result;
-    EXPECT_EQ(create(row.progid)->Invoke(row.id, row.iid, 0, row.flags, &params, &result.v, nullptr, nullptr), row.hr) << std::hex << row.id;
+    EXPECT_EQ(create(row.progid)->Invoke(row.id, row.iid, 0, row.flags, &params, &result.v, nullptr, nullptr), row.hr)
+        << std::hex << row.id;
     EXPECT_EQ(result.v.vt, VT_EMPTY);
   }
 }
@@ -45,15 +45,11 @@ TEST(Dispatch, PlacesNamedArgumentsByTheParameterNamesAndTheCallbackSeesTheWrite
   const wchar_t* names[] = {L"Fmin", L"ITMAX", L"x"};
   DISPID ids[3] = {};
   ASSERT_EQ(k->GetIDsOfNames(IID_NULL, const_cast<LPOLESTR*>(names), 3, 0, ids), S_OK);
-  EXPECT_EQ(ids[1], 4);
-  EXPECT_EQ(ids[2], 2);
+  EXPECT_EQ(std::vector<DISPID>(ids + 1, ids + 3), (std::vector<DISPID>{4, 2}));
   Var it(kor::Variant(5));
   std::vector<double> seen;
   Ptr<ClientObject> g = ClientObject::make();
-  g->define(L"F", [&](ClientObject::Call& c) {
-    seen.push_back(it.number());
-    return c.answer(std::pow(c.array(0)(1) - 1, 2));
-  });
+  g->define(L"F", [&](ClientObject::Call& c) { return seen.push_back(it.number()), c.answer(std::pow(c.array(0)(1) - 1, 2)); });
   IDispatch* gd = g.get();
   Array x(VT_VARIANT, {0.0});
   // itmax and X named; then a name past the last parameter, and one also given in order.
@@ -62,8 +58,8 @@ TEST(Dispatch, PlacesNamedArgumentsByTheParameterNamesAndTheCallbackSeesTheWrite
     EXPECT_EQ(r.hr, named[0] == 4 ? S_OK : DISP_E_PARAMNOTFOUND);
     EXPECT_EQ(r.arg_err, named[0] == 4 ? UINT_MAX : 3u);
   }
-  ASSERT_FALSE(seen.empty());
-  for (double s : seen) EXPECT_EQ(s, 2000);
+  EXPECT_FALSE(seen.empty());
+  EXPECT_EQ(std::count(seen.begin(), seen.end(), 2000.0), long(seen.size()));
   EXPECT_EQ(it.v.vt, VT_I2);  // the count of trial steps
   EXPECT_NEAR(x(1), 1, 1E-3);
 }
@@ -89,7 +85,7 @@ Var of(VARTYPE vt, long long x) {
   return out;
 }
 // A typed variable of the client's (Dim b As Byte, ...), passed as VT_BYREF | its type.
-VARIANT typed(Var& store) { return by(VT_BYREF | store.v.vt, store.v.vt == VT_DECIMAL ? (void*)&store.v.decVal : &store.v.llVal); }
+VARIANT typed(Var& x) { return by(VT_BYREF | x.v.vt, x.v.vt == VT_DECIMAL ? (void*)&x.v.decVal : &x.v.llVal); }
 bool same(const Var& a, const Var& b) {
   return a.v.vt == b.v.vt && VarCmp(const_cast<VARIANT*>(&a.v), const_cast<VARIANT*>(&b.v), 0, 0) == VARCMP_EQ;
 }
@@ -101,26 +97,22 @@ TEST(Variables, StatusesLandInVariablesOfEveryTypeConvertedAsTheRuntimeConverts)
   IDispatch* gd = g.get();
   for (VARTYPE vt : {VT_UI1, VT_I2, VT_I4, VT_I8, VT_R4, VT_R8, VT_CY, VT_DATE, VT_DECIMAL, VT_BOOL, VT_BSTR}) {
     // Gauss on a singular system (row 2 = 2 * row 1) writes ID = 1.
-    Var id = of(vt, 7), star = of(vt, 0);
-    Array a(VT_R8, {{1, 2, 3}, {2, 4, 6}});
+    Var id = of(vt, 7), star = of(vt, 0), xb(kor::Variant(0.0)), xe(kor::Variant(1.0));
+    Array a(VT_R8, {{1, 2, 3}, {2, 4, 6}}), y(VT_VARIANT, {1.0}), zz(VT_VARIANT, {0.0});
     EXPECT_EQ(call(Face::late, k.get(), L"Gaussd", {val(2), ref(a), val(1), typed(id)}).hr, S_OK) << vt;
     EXPECT_TRUE(same(id, of(vt, 1))) << vt;
     // Rkm on y' = y from 0 to 1 with Star = 0 starts with a step of 1E-5 and
     // adapts it: Star = -1, a Single.  A Byte cannot take -1: error 6 at that
     // write, and the Byte keeps its 0.
-    Array y(VT_VARIANT, {1.0}), zz(VT_VARIANT, {0.0});
-    Var xb(kor::Variant(0.0)), xe(kor::Variant(1.0));
     const Outcome r = call(Face::late, k.get(), L"Rkm", {ref(gd), val(1), ref(xb), ref(xe), ref(y), val(1E-4), typed(star), ref(zz)});
     EXPECT_EQ(r.scode, vt == VT_UI1 ? runtime_error(6) : 0) << vt;
     EXPECT_TRUE(same(star, of(vt, vt == VT_UI1 ? 0 : -1))) << vt;
   }
-  // A Variant is overwritten with the Integer 1 whatever it held; one that
-  // holds the very array Gauss works on (locked) keeps it: error 10.
-  Ptr<ClientObject> object = ClientObject::make();
-  Var held[3];
-  held[0].v = by(VT_ARRAY | VT_VARIANT, SafeArrayCreateVector(VT_VARIANT, 1, 1));
-  held[1].v = by(VT_DISPATCH, object.get()), object->AddRef();
-  held[2].v.vt = VT_ERROR, held[2].v.scode = 5;
+  // A Variant holding an object or an error value is overwritten with the
+  // Integer 1; one that holds the very array Gaussd works on (locked) keeps it: error 10.
+  Var held[2];
+  held[0].v = by(VT_DISPATCH, g.get()), g->AddRef();
+  held[1].v.vt = VT_ERROR, held[1].v.scode = 5;
   for (Var& id : held) {
     Array a(VT_VARIANT, {{1, 2, 3}, {2, 4, 6}});
     EXPECT_EQ(call(Face::late, k.get(), L"Gauss", {val(2), ref(a), val(1), ref(id)}).hr, S_OK);
@@ -146,122 +138,62 @@ TEST(Variables, WhatTheMethodOnlyReadsComesBackAsItWentIn) {
   xi[1].v.decVal.scale = 1;
   SysReAllocString(&xi[2].v.bstrVal, L"2.5");
   xi[3].v = by(VT_DISPATCH, cell.get()), cell->AddRef();
-  xi[4].v = by(VT_DISPATCH, plain.get()), plain->AddRef();
+  xi[4].v = by(VT_DISPATCH, plain.get()), plain->AddRef();  // no default member: error 438
   for (int i = 0; i < 6; ++i) {
     const Var before = xi[i];
     Array x(VT_VARIANT, {1, 2, 3}), y(VT_VARIANT, {2, 4, 6});
     // The last: a Currency variable of the client's own type, by reference.
-    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Flagr", {val(3), ref(x), ref(y), i == 5 ? typed(xi[i]) : ref(xi[i]), val(3)});
+    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Flagr",
+                           {val(3), ref(x), ref(y), i == 5 ? typed(xi[i]) : ref(xi[i]), val(3)});
     EXPECT_EQ(r.scode, i == 4 ? runtime_error(438) : 0) << i;
     EXPECT_EQ(r.result.number(), i == 4 ? 0 : 5) << i;
     EXPECT_TRUE(xi[i].v.vt == VT_DISPATCH ? xi[i].v.pdispVal == before.v.pdispVal : same(xi[i], before)) << i;
   }
 }
 
-TEST(Variables, CallbacksMeetNothingAndArraysAsTheRuntimeHasThem) {
-  // Newton writes ID = 0, then calls Fun: with G = Nothing, error 91 there.
-  for (Face face : kFaces) {
-    IDispatch* nothing = nullptr;
-    Var id(kor::Variant("unset"));
-    Array x(VT_VARIANT, {1.0}), ipom(VT_VARIANT, {1.0}), z(VT_VARIANT, {0.0});
-    const Outcome r = call(face, create(L"Kor.Korvat").get(), L"Newton", {ref(nothing), val(1), val(1), val(0), ref(x), ref(ipom), ref(z), ref(id)});
-    EXPECT_EQ(r.scode, runtime_error(91));
-    EXPECT_EQ(r.description, L"Object variable or With block variable not set");
-    EXPECT_TRUE(same(id, of(VT_I2, 0)));
-  }
-  // Newton on x^2 = 4 from 1.  z reaches Fun as the caller's own reference,
-  // unlocked: Fun re-dimensions it to 0..5.  X is Newton's own while it
-  // runs: locked, and an X that Fun replaces by a new array is error 10.
-  for (bool replace_x : {false, true}) {
-    HRESULT redim_z = E_FAIL, redim_x = E_FAIL;
-    Ptr<ClientObject> g = ClientObject::make();
-    g->define(L"Fun", [&](ClientObject::Call& c) {
-      Cells x = c.array(0);
-      c.array(1).set(x(1) * x(1) - 4, 1);
-      SAFEARRAYBOUND b{6, 0};
-      redim_z = SafeArrayRedim(*c.args[3]->pparray, &b);
-      redim_x = SafeArrayRedim(x.sa, &b);
-      if (replace_x) *c.args[0]->pparray = SafeArrayCreateVector(VT_VARIANT, 1, 1);
-      return S_OK;
-    });
-    IDispatch* gd = g.get();
-    Var id;
-    Array x(VT_VARIANT, {1.0}), ipom(VT_VARIANT, {1.0}), z(VT_VARIANT, {0.0});
-    SAFEARRAY* own_x = x.sa;
-    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Newton", {ref(gd), val(1), val(1), val(0), ref(x), ref(ipom), ref(z), ref(id)});
-    LONG upper = 0;
-    SafeArrayGetUBound(z.sa, 1, &upper);
-    EXPECT_EQ(redim_z, S_OK);
-    EXPECT_EQ(upper, 5);
-    EXPECT_EQ(redim_x, DISP_E_ARRAYISLOCKED);
-    EXPECT_EQ(r.scode, replace_x ? runtime_error(10) : 0);
-    EXPECT_EQ(x.sa, own_x);
-    EXPECT_NEAR(x(1), replace_x ? 1 : 2, 1E-4);
-  }
-  // Gauss with n = 0 never reads NCOL: an array there does no harm; with n = 1 it is error 13.
-  for (int n : {0, 1}) {
-    Array a(VT_VARIANT, {{2, 4}});
-    Var id, ncol;
-    ncol.v = by(VT_ARRAY | VT_VARIANT, SafeArrayCreateVector(VT_VARIANT, 1, 1));
-    EXPECT_EQ(call(Face::late, create(L"Kor.Korvat").get(), L"Gauss", {val(n), ref(a), val(ncol), ref(id)}).scode, n ? runtime_error(13) : 0) << n;
-  }
-}
-
-TEST(Faces, SolveInTheCallersOwnArrayAndTakeOmittedArgumentsAsTheirDefaults) {
-  for (Face face : kFaces) {
+TEST(Faces, SolveInTheCallersOwnArray) {
+  for (Face face : kFaces)
     for (VARTYPE element : {VT_VARIANT, VT_R8}) {
       // 2x + y = 5, x + 3y = 10: x = 1, y = 3.
       Array a(element, {{2, 1, 5}, {1, 3, 10}});
       SAFEARRAY* const callers = a.sa;
       Var id(kor::Variant(7.0));
-      Outcome r = call(face, create(L"Kor.Korvat").get(), element == VT_R8 ? L"Gaussd" : L"Gauss", {val(2), ref(a), val(1), ref(id)});
+      const Outcome r =
+          call(face, create(L"Kor.Korvat").get(), element == VT_R8 ? L"Gaussd" : L"Gauss", {val(2), ref(a), val(1), ref(id)});
       ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
       EXPECT_EQ(r.result.v.vt, VT_EMPTY);
       EXPECT_EQ(a.sa, callers);
-      EXPECT_DOUBLE_EQ(a(1, 3), 1.0);
-      EXPECT_DOUBLE_EQ(a(2, 3), 3.0);
+      EXPECT_EQ(a(1, 3), 1.0);
+      EXPECT_EQ(a(2, 3), 3.0);
       EXPECT_TRUE(same(id, of(VT_I2, 0)));
     }
-    // diag(1, 1E-7): below Invert's default threshold 1E-6 the matrix is
-    // singular (ID 1); an omitted EP of Invertd is 0, so it inverts (ID 0).
-    const struct { const wchar_t* method; VARTYPE element; bool given; double ep; short id; } rows[] = {
-        {L"Invert", VT_VARIANT, false, 0, 1}, {L"Invert", VT_VARIANT, true, 1e-9, 0},
-        {L"Invertd", VT_R8, false, 0, 0}, {L"Invertd", VT_R8, true, 1e-3, 1}};
-    for (const auto& row : rows) {
-      Array ap(row.element, {{1, 0}, {0, 1e-7}}), ainv(row.element, {{0, 0}, {0, 0}});
-      Var n(kor::Variant(2)), id, ep(kor::Variant(row.ep));
-      double epd = row.ep;
-      const VARIANT last = !row.given ? missing() : row.element == VT_R8 ? ref(epd) : ref(ep);
-      ASSERT_EQ(call(face, create(L"Kor.Korvat").get(), row.method, {ref(n), ref(ap), ref(ainv), ref(id), last}).hr, S_OK);
-      EXPECT_EQ(id.number(), row.id) << narrow(row.method) << row.given;
-      EXPECT_TRUE(row.id != 0 || std::abs(ainv(2, 2) - 1e7) < 1e-6) << ainv(2, 2);
-    }
+  // diag(1, 1E-7) is not singular for the omitted EP of Invertd, 0 (ID 0); 1E-3 is above its 1E-7 (ID 1).
+  for (bool given : {false, true}) {
+    Array ap(VT_R8, {{1, 0}, {0, 1e-7}}), ainv(VT_R8, {{0, 0}, {0, 0}});
+    Var n(kor::Variant(2)), id;
+    double ep = 1e-3;
+    ASSERT_EQ(call(Face::vtable, create(L"Kor.Korvat").get(), L"Invertd", {ref(n), ref(ap), ref(ainv), ref(id), given ? ref(ep) : missing()}).hr, S_OK);
+    EXPECT_EQ(id.number(), given ? 1 : 0);
+    EXPECT_NEAR(given ? 0 : ainv(2, 2), given ? 0 : 1e7, 1e-6);
   }
-  // Through the vtable a null pointer is an omitted argument, and refused for the return value.
-  Ptr<_Korvat> k = create(L"Kor.Korvat").as<_Korvat>();
-  Array d(VT_R8, {1, 2}), ap(VT_VARIANT, {{1, 0}, {0, 1e-7}}), ainv(VT_VARIANT, {{0, 0}, {0, 0}});
+  // Through the vtable, a null pointer for the return value is refused.
+  Array d(VT_R8, {1, 2});
   double x = 2;
-  Var n(kor::Variant(2)), id;
-  EXPECT_EQ(k->Polynd(val(1), &x, &d.sa, nullptr), E_POINTER);
-  EXPECT_EQ(k->Invert(&n.v, &ap.sa, &ainv.sa, &id.v, nullptr), S_OK);
-  EXPECT_EQ(id.number(), 1);
+  EXPECT_EQ(create(L"Kor.Korvat").as<_Korvat>()->Polynd(val(1), &x, &d.sa, nullptr), E_POINTER);
 }
 
-TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumber) {
-  // Polynd(n, X, a) and LinBairstowd(n, a, xr, xi, eps) with arguments that fail.
-  const struct { int number; const wchar_t* description; const wchar_t* method; kor::Variant n; double x, a0; } rows[] = {
-      {9, L"Subscript out of range", L"Polynd", kor::Variant(-3), 1, 1},  // a(1..2) read at 0
-      {6, L"Overflow", L"Polynd", kor::Variant(-1), 1e300, 1e300},       // 1E300 * 1E300
-      {13, L"Type mismatch", L"Polynd", kor::Variant("two"), 1, 1},       // a text that holds no number
-      {5, L"Invalid procedure call or argument", L"LinBairstowd", kor::Variant(-1), 0, 1},  // a negative degree
-  };
+TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumberDescriptionAndSource) {
+  // Polynd(n, X, a) on a(1..2): n = -3 reads a(0); 1E300 * 1E300 overflows; a text that holds no number.
+  const struct { int number; const wchar_t* description; kor::Variant n; double x; } rows[] = {
+      {9, L"Subscript out of range", kor::Variant(-3), 1},
+      {6, L"Overflow", kor::Variant(-1), 1e300},
+      {13, L"Type mismatch", kor::Variant("two"), 1}};
   for (const auto& row : rows)
     for (Face face : kFaces) {
-      Array c(VT_R8, {row.a0, 0}), xr(VT_R8, {0, 0}), xi(VT_R8, {0, 0});
+      Array c(VT_R8, {1e300, 0});
       Var n(row.n);
       double x = row.x;
-      const Outcome o = call(face, create(L"Kor.Korvat").get(), row.method,
-                             row.number == 5 ? std::vector{val(n), ref(c), ref(xr), ref(xi), val(1e-12)} : std::vector{val(n), ref(x), ref(c)});
+      const Outcome o = call(face, create(L"Kor.Korvat").get(), L"Polynd", {val(n), ref(x), ref(c)});
       EXPECT_EQ(o.hr, DISP_E_EXCEPTION);
       EXPECT_EQ(o.scode, runtime_error(row.number));
       EXPECT_EQ(o.description, row.description);
@@ -279,90 +211,64 @@ TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumber) {
     EXPECT_EQ(vtable ? k.as<_Korvat>()->Polynd(val(-3), &x, &c.sa, &result)
                      : k->Invoke(dispid(k.get(), L"Polynd"), IID_NULL, 0, DISPATCH_METHOD, &params, nullptr, nullptr, nullptr),
               vtable ? runtime_error(9) : DISP_E_EXCEPTION);
-    IErrorInfo* info = nullptr;
+    Ptr<IErrorInfo> info;
     BSTR description = nullptr;
     GUID guid{};
-    ASSERT_EQ(GetErrorInfo(0, &info), S_OK);
-    info->GetDescription(&description), info->GetGUID(&guid), info->Release();
+    ASSERT_EQ(GetErrorInfo(0, info.put()), S_OK);
+    info->GetDescription(&description), info->GetGUID(&guid);
     EXPECT_EQ(text(description), L"Subscript out of range");
     EXPECT_TRUE(IsEqualGUID(guid, IID__Korvat));
     SysFreeString(description);
   }
-  // Arrays and typed doubles are checked on entry, naming the argument; a
-  // Variant scalar is read where the method first uses it (error 13).
-  for (int position : {0, 1, 3}) {
-    Array a(VT_VARIANT, {{2, 1, 5}, {1, 3, 10}}), xs(VT_R8, {1, 2}), ys(VT_R8, {1, 4});
-    Var id, abc(kor::Variant("abc"));
-    std::vector<VARIANT> args = {val(2), ref(a), val(1), ref(id)};
-    if (position == 3) args = {val(2), ref(xs), ref(ys), val(abc)};  // Flagrd's XI, a double
-    if (position < 3) args[position] = position ? val(2) : ref(a);
-    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), position == 3 ? L"Flagrd" : L"Gauss", args);
-    EXPECT_EQ(r.hr, position ? DISP_E_TYPEMISMATCH : DISP_E_EXCEPTION);
-    EXPECT_EQ(r.arg_err, position ? UINT(position) : UINT_MAX);
-    EXPECT_EQ(r.scode, position ? 0 : runtime_error(13));
-    EXPECT_EQ(a(1, 3), 5.0) << "nothing solved";
-  }
 }
 
-TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirWritesAreRead) {
-  for (bool script_like : {false, true}) {
-    SCOPED_TRACE(script_like ? "through IDispatchEx" : "through IDispatch");
-    // A script object receives every array as a Variant by reference that holds it.
-    const VARTYPE expected = script_like ? VT_BYREF | VT_VARIANT : VT_BYREF | VT_ARRAY | VT_R8;
-    Ptr<ClientObject> g = ClientObject::make(script_like);
-    Array x(VT_R8, {0, 0});
-    int forms = 0, callers = 0;
-    g->define(L"F", [&](ClientObject::Call& c) {  // 3 + (x1 - 1)^2 + (x2 + 2)^2: 3 at (1, -2)
-      const Cells a = c.array(0);
-      forms += c.args[0]->vt != expected;
-      callers += a.sa != x.sa;
-      return c.answer(3 + (a(1) - 1) * (a(1) - 1) + (a(2) + 2) * (a(2) + 2));
-    });
-    g->define(L"Fun", [&](ClientObject::Call& c) {  // x1^2 + x2^2 = z(1), x1 = x2: (2, 2) from (1, 3)
-      Cells a = c.array(0), r = c.array(1), z = c.array(3);
-      forms += c.args[1]->vt != expected;
-      r.set(a(1) * a(1) + a(2) * a(2) - z(1), 1);
-      r.set(a(1) - a(2), 2);
-      return S_OK;
-    });
-    IDispatch* gd = g.get();
-    Ptr<IDispatch> k = create(L"Kor.Korvat");
-    Var itmax(kor::Variant(short{500}));
-    Outcome r = call(Face::late, k.get(), L"Fmin1d", {ref(gd), val(2), ref(x), val(1e-10), ref(itmax)});
-    ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-    EXPECT_NEAR(r.result.number(), 3, 1e-8);
-    EXPECT_NEAR(x(1), 1, 1e-4);
-    EXPECT_NEAR(x(2), -2, 1e-4);
-    EXPECT_EQ(callers, 0) << "F receives the caller's own array";
-    EXPECT_TRUE(itmax.number() > 0 && itmax.number() < 500) << "itmax comes back as the number of iterations";
-    Array nx(VT_R8, {1, 3}), z(VT_R8, {8}), ipom(VT_VARIANT, {1, 2});
-    Var id(kor::Variant(7.0));
-    r = call(Face::vtable, k.get(), L"Newtond", {ref(gd), val(2), val(2), val(0), ref(nx), ref(ipom), ref(z), ref(id), val(1e-12)});
-    ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-    EXPECT_EQ(id.number(), 0);
-    EXPECT_NEAR(nx(1), 2, 1e-9);
-    EXPECT_NEAR(nx(2), 2, 1e-9);
-    EXPECT_EQ(forms, 0) << "arrays in the form " << expected;
-  }
-  // A client's failure reaches the caller unchanged; a script object's comes
-  // back as a plain HRESULT; a client without F is error 438.
-  const wchar_t* const no_member = L"Object doesn't support this property or method";
-  const struct { bool script_like; ClientObject::Member f; SCODE scode; const wchar_t* description; } rows[] = {
-      {false, [](ClientObject::Call& c) { return c.raise(1234, L"the client failed"); }, runtime_error(1234), L"the client failed"},
-      {true, [](ClientObject::Call&) { return runtime_error(5001); }, runtime_error(5001), nullptr},
-      {false, nullptr, runtime_error(438), no_member},
-      {true, nullptr, runtime_error(438), no_member},
-  };
+TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirFailuresReachTheCaller) {
+  // A compiled client's object gets the arrays of the double flavour as they are.
+  Ptr<ClientObject> g = ClientObject::make();
+  Array x(VT_R8, {0, 0});
+  int forms = 0, callers = 0;
+  g->define(L"F", [&](ClientObject::Call& c) {  // 3 + (x1 - 1)^2 + (x2 + 2)^2: 3 at (1, -2)
+    const Cells a = c.array(0);
+    forms += c.args[0]->vt != (VT_BYREF | VT_ARRAY | VT_R8), callers += a.sa != x.sa;
+    return c.answer(3 + (a(1) - 1) * (a(1) - 1) + (a(2) + 2) * (a(2) + 2));
+  });
+  g->define(L"Fun", [&](ClientObject::Call& c) {  // x1^2 + x2^2 = z(1), x1 = x2: (2, 2) from (1, 3)
+    Cells a = c.array(0), r = c.array(1), z = c.array(3);
+    forms += c.args[1]->vt != (VT_BYREF | VT_ARRAY | VT_R8);
+    return r.set(a(1) * a(1) + a(2) * a(2) - z(1), 1), r.set(a(1) - a(2), 2), S_OK;
+  });
+  IDispatch* gd = g.get();
+  Ptr<IDispatch> k = create(L"Kor.Korvat");
+  Var itmax(kor::Variant(short{500})), id(kor::Variant(7.0));
+  Outcome r = call(Face::late, k.get(), L"Fmin1d", {ref(gd), val(2), ref(x), val(1e-10), ref(itmax)});
+  ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
+  EXPECT_NEAR(r.result.number(), 3, 1e-8);
+  EXPECT_NEAR(x(1), 1, 1e-4);
+  EXPECT_NEAR(x(2), -2, 1e-4);
+  EXPECT_TRUE(itmax.number() > 0 && itmax.number() < 500) << "itmax comes back as the number of iterations";
+  Array nx(VT_R8, {1, 3}), z(VT_R8, {8}), ipom(VT_VARIANT, {1, 2});
+  r = call(Face::vtable, k.get(), L"Newtond", {ref(gd), val(2), val(2), val(0), ref(nx), ref(ipom), ref(z), ref(id), val(1e-12)});
+  ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
+  EXPECT_EQ(id.number(), 0);
+  EXPECT_NEAR(nx(1), 2, 1e-9);
+  EXPECT_NEAR(nx(2), 2, 1e-9);
+  EXPECT_EQ(forms + callers, 0) << "F and Fun receive the caller's own arrays";
+  // A client's failure reaches the caller unchanged, one that fails with a
+  // plain HRESULT too (as script objects do), and a client without F is error 438.
+  const struct { ClientObject::Member f; SCODE scode; const wchar_t* description; } rows[] = {
+      {[](ClientObject::Call& c) { return c.raise(1234, L"the client failed"); }, runtime_error(1234), L"the client failed"},
+      {[](ClientObject::Call&) { return runtime_error(5001); }, runtime_error(5001), nullptr},
+      {nullptr, runtime_error(438), L"Object doesn't support this property or method"}};
   for (const auto& row : rows)
     for (Face face : kFaces) {
-      Ptr<ClientObject> g = ClientObject::make(row.script_like);
-      if (row.f) g->define(L"F", row.f);
-      IDispatch* gd = g.get();
-      Array x(VT_R8, {0});
-      Outcome r = call(face, create(L"Kor.Korvat").get(), L"Fmind", {ref(gd), val(1), ref(x)});
-      EXPECT_EQ(r.hr, DISP_E_EXCEPTION);
-      EXPECT_EQ(r.scode, row.scode);
-      EXPECT_EQ(r.description, row.description ? row.description : r.description);
+      Ptr<ClientObject> client = ClientObject::make();
+      if (row.f) client->define(L"F", row.f);
+      IDispatch* cd = client.get();
+      Array at(VT_R8, {0});
+      const Outcome o = call(face, k.get(), L"Fmind", {ref(cd), val(1), ref(at)});
+      EXPECT_EQ(o.hr, DISP_E_EXCEPTION);
+      EXPECT_EQ(o.scode, row.scode);
+      EXPECT_EQ(o.description, row.description ? row.description : o.description);
     }
 }
 
@@ -383,8 +289,7 @@ TEST(Messages, AreShownWithTheLibrarysTextsAndTitles) {
   const std::vector<Shown> expected = {
       {L" SPLINED - zadan jen 1 bod!", L"SPLINE", MB_ICONHAND},
       {L"Nulový koeficient u nejvyšší mocniny, stupeň rovnice snížen na 2", L"LINBAIRSTOW", MB_ICONHAND},
-      {L"Proměnná Q nenalezena!", L"Interpret", MB_ICONHAND},
-  };
+      {L"Proměnná Q nenalezena!", L"Interpret", MB_ICONHAND}};
   EXPECT_EQ(boxes.shown, expected);
 }
 

@@ -12,7 +12,6 @@
 #pragma once
 
 #include <windows.h>
-#include <dispex.h>
 #include <oleauto.h>
 #include <gtest/gtest.h>
 
@@ -32,11 +31,7 @@ using kor::com::narrow;
 using kor::com::widen;
 inline std::string narrow(const std::wstring& s) { return narrow(s.data(), s.size()); }
 inline std::wstring text(BSTR s) { return s ? std::wstring(s, SysStringLen(s)) : std::wstring(); }
-inline std::wstring guid_text(const GUID& g) {
-  wchar_t t[40];
-  StringFromGUID2(g, t, 40);
-  return t;
-}
+inline std::wstring guid_text(const GUID& g) { wchar_t t[40]; StringFromGUID2(g, t, 40); return t; }
 
 // An owning interface pointer.
 template <class T>
@@ -64,7 +59,7 @@ struct Var {
   VARIANT v;
   Var() { VariantInit(&v); }
   explicit Var(const kor::Variant& x) { to_variant(x, v); }
-  Var(const Var& o) : Var() { VariantCopy(&v, const_cast<VARIANT*>(&o.v)); }
+  Var(const Var& o) : Var() { *this = o; }
   Var& operator=(const Var& o) { VariantCopy(&v, const_cast<VARIANT*>(&o.v)); return *this; }
   ~Var() { VariantClear(&v); }
   double number() const { return number_of(v); }
@@ -95,24 +90,16 @@ inline Cells cells_of(const VARIANT* arg) {
   return {(arg->vt & VT_BYREF) ? *arg->pparray : arg->parray};
 }
 
-// An owned SAFEARRAY: at 1..n, at (1..rows, 1..columns) given row by row, or at any bounds.
+// An owned SAFEARRAY of doubles or Variants at 1..n, or at (1..rows, 1..columns) given row by row.
 struct Array : Cells {
-  Array(VARTYPE element, std::initializer_list<kor::Bounds> dims) {
-    SAFEARRAYBOUND b[2];
-    UINT n = 0;
-    for (const kor::Bounds& d : dims) b[n++] = {static_cast<ULONG>(d.count()), d.lower};
-    sa = SafeArrayCreate(element, n, b);
-  }
-  Array(VARTYPE element, std::initializer_list<double> values) : Array(element, {kor::Bounds{1, int(values.size())}}) {
-    LONG i = 1;
-    for (double x : values) set(x, i++);
-  }
-  Array(VARTYPE element, std::initializer_list<std::initializer_list<double>> rows)
-      : Array(element, {kor::Bounds{1, int(rows.size())}, kor::Bounds{1, int(rows.begin()->size())}}) {
+  Array(VARTYPE element, std::initializer_list<double> values) : Array(element, {values}, 1) {}
+  Array(VARTYPE element, std::initializer_list<std::initializer_list<double>> rows, UINT dims = 2) {
     const LONG n = LONG(rows.begin()->size());
+    SAFEARRAYBOUND b[2] = {{ULONG(dims == 1 ? n : LONG(rows.size())), 1}, {ULONG(n), 1}};
+    sa = SafeArrayCreate(element, dims, b);
     LONG k = 0;
     for (const auto& row : rows)
-      for (double x : row) set(x, k / n + 1, k % n + 1), ++k;
+      for (double x : row) dims == 1 ? set(x, k + 1) : set(x, k / n + 1, k % n + 1), ++k;
   }
   Array(Array&& o) noexcept { sa = std::exchange(o.sa, nullptr); }
   ~Array() { if (sa) SafeArrayDestroy(sa); }
@@ -127,11 +114,7 @@ inline VARIANT missing() { return Var(kor::Variant::missing()).v; }
 inline VARIANT ref(Var& v) { return by(VT_BYREF | VT_VARIANT, &v.v); }
 inline VARIANT ref(double& d) { return by(VT_BYREF | VT_R8, &d); }
 inline VARIANT ref(IDispatch*& p) { return by(VT_BYREF | VT_DISPATCH, &p); }
-inline VARIANT ref(Array& a) {
-  VARTYPE vt = VT_EMPTY;
-  SafeArrayGetVartype(a.sa, &vt);
-  return by(VT_BYREF | VT_ARRAY | vt, &a.sa);
-}
+inline VARIANT ref(Array& a) { VARTYPE vt = VT_EMPTY; SafeArrayGetVartype(a.sa, &vt); return by(VT_BYREF | VT_ARRAY | vt, &a.sa); }
 
 // The two ways of calling a method: IDispatch::Invoke, or the method's slot of
 // the dual vtable, called by ITypeInfo::Invoke of the vtable view as a client
@@ -150,25 +133,22 @@ constexpr HRESULT runtime_error(int number) { return static_cast<HRESULT>(0x800A
 
 inline DISPID dispid(IDispatch* object, const wchar_t* name, HRESULT* hr = nullptr) {
   DISPID id = DISPID_UNKNOWN;
-  LPOLESTR names[] = {const_cast<LPOLESTR>(name)};
-  const HRESULT h = object->GetIDsOfNames(IID_NULL, names, 1, LOCALE_USER_DEFAULT, &id);
-  if (hr) *hr = h;
-  return id;
+  const HRESULT h = object->GetIDsOfNames(IID_NULL, const_cast<LPOLESTR*>(&name), 1, 0, &id);
+  return hr ? *hr = h, id : id;
 }
 
 // The vtable view of a dual interface's dispatch view.
 inline Ptr<ITypeInfo> vtable_view(ITypeInfo* dispatch) {
   Ptr<ITypeInfo> v;
   HREFTYPE href = 0;
-  if (dispatch->GetRefTypeOfImplType(-1, &href) == S_OK) dispatch->GetRefTypeInfo(href, v.put());
-  return v;
+  return dispatch->GetRefTypeOfImplType(-1, &href) == S_OK && dispatch->GetRefTypeInfo(href, v.put()) == S_OK ? v : v;
 }
 
 // Arguments in declaration order; named ones (dispatch identifiers) come first.
 inline Outcome call(Face face, IDispatch* object, DISPID id, std::vector<VARIANT> args, std::vector<DISPID> named = {}) {
   Ptr<ITypeInfo> dispatch, vtable;
   if (face == Face::vtable && object->GetTypeInfo(0, 0, dispatch.put()) == S_OK) vtable = vtable_view(dispatch.get());
-  if (face == Face::vtable && !vtable) ADD_FAILURE() << "no vtable view";
+  EXPECT_EQ(face == Face::vtable, bool(vtable));
   std::reverse(args.begin() + static_cast<long>(named.size()), args.end());
   DISPPARAMS params{args.data(), named.data(), UINT(args.size()), UINT(named.size())};
   Outcome o;
@@ -177,18 +157,13 @@ inline Outcome call(Face face, IDispatch* object, DISPID id, std::vector<VARIANT
   o.hr = vtable ? vtable->Invoke(object, id, DISPATCH_METHOD, &params, &o.result.v, &e, &arg_err)
                 : object->Invoke(id, IID_NULL, 0, DISPATCH_METHOD | DISPATCH_PROPERTYGET, &params, &o.result.v, &e, &arg_err);
   if (e.pfnDeferredFillIn) e.pfnDeferredFillIn(&e);
-  o.scode = e.scode;
-  o.description = text(e.bstrDescription);
-  o.source = text(e.bstrSource);
+  o.scode = e.scode, o.description = text(e.bstrDescription), o.source = text(e.bstrSource);
   SysFreeString(e.bstrDescription), SysFreeString(e.bstrSource), SysFreeString(e.bstrHelpFile);
   if (arg_err < args.size()) o.arg_err = UINT(args.size()) - 1 - arg_err;
   return o;
 }
 inline Outcome call(Face face, IDispatch* object, const wchar_t* name, std::vector<VARIANT> args) {
-  HRESULT hr = S_OK;
-  const DISPID id = dispid(object, name, &hr);
-  EXPECT_EQ(hr, S_OK) << narrow(name);
-  return call(face, object, id, std::move(args));
+  return call(face, object, dispid(object, name), std::move(args));
 }
 
 // A new object of kor.dll by ProgID, in the single-threaded apartment the
@@ -198,9 +173,8 @@ inline Ptr<IDispatch> create(const wchar_t* progid) {
   EXPECT_EQ(apartment, S_OK);
   Ptr<IDispatch> d;
   CLSID clsid{};
-  HRESULT hr = CLSIDFromProgID(progid, &clsid);
-  if (SUCCEEDED(hr)) hr = CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, d.put_void());
-  if (FAILED(hr)) ADD_FAILURE() << "creating " << narrow(progid) << ": 0x" << std::hex << hr;
+  EXPECT_EQ(CLSIDFromProgID(progid, &clsid), S_OK) << narrow(progid);
+  EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, d.put_void()), S_OK) << narrow(progid);
   return d;
 }
 
@@ -226,26 +200,24 @@ class MessageBoxCapture {
  public:
   MessageBoxCapture() {
     auto* base = reinterpret_cast<BYTE*>(module_ = LoadLibraryW(kor_dll_path().c_str()));
-    if (!base || active_) { ADD_FAILURE() << "kor.dll not loaded, or a capture is already active"; return; }
     auto* nt = reinterpret_cast<IMAGE_NT_HEADERS*>(base + reinterpret_cast<IMAGE_DOS_HEADER*>(base)->e_lfanew);
-    const DWORD imports = nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress;
-    for (auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + imports); imports && d->Name && !slot_; ++d) {
+    auto* d = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(
+        base + nt->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT].VirtualAddress);
+    for (; d->Name && !slot_; ++d) {
       auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->OriginalFirstThunk);
       auto* slots = reinterpret_cast<IMAGE_THUNK_DATA*>(base + d->FirstThunk);
-      for (; lstrcmpiA(reinterpret_cast<char*>(base + d->Name), "user32.dll") == 0 && names->u1.AddressOfData && !slot_; ++names, ++slots)
+      for (; lstrcmpiA(reinterpret_cast<char*>(base + d->Name), "user32.dll") == 0 && names->u1.AddressOfData; ++names, ++slots)
         if (!IMAGE_SNAP_BY_ORDINAL(names->u1.Ordinal) &&
             lstrcmpA(reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData)->Name, "MessageBoxW") == 0)
           slot_ = reinterpret_cast<void**>(&slots->u1.Function);
     }
-    if (!slot_) { ADD_FAILURE() << "kor.dll does not import MessageBoxW"; return; }
-    original_ = patch(reinterpret_cast<void*>(&hook));
-    active_ = this;
+    EXPECT_TRUE(slot_ && !active_) << "kor.dll does not import MessageBoxW, or a capture is already active";
+    if (slot_ && !active_) original_ = patch(reinterpret_cast<void*>(&hook)), active_ = this;
   }
   ~MessageBoxCapture() {
     if (active_ == this) patch(original_), active_ = nullptr;
-    if (module_) FreeLibrary(module_);
+    FreeLibrary(module_);
   }
-  MessageBoxCapture(const MessageBoxCapture&) = delete;
   std::vector<Shown> shown;
 
  private:
@@ -253,25 +225,22 @@ class MessageBoxCapture {
     DWORD old = 0;
     VirtualProtect(slot_, sizeof(void*), PAGE_READWRITE, &old);
     void* was = std::exchange(*slot_, to);
-    VirtualProtect(slot_, sizeof(void*), old, &old);
-    return was;
+    return VirtualProtect(slot_, sizeof(void*), old, &old), was;
   }
   static int WINAPI hook(HWND, LPCWSTR text, LPCWSTR title, UINT style) {
-    active_->shown.push_back({text ? text : L"", title ? title : L"", style});
-    return IDOK;
+    return active_->shown.push_back({text ? text : L"", title ? title : L"", style}), IDOK;
   }
   static inline MessageBoxCapture* active_ = nullptr;
-  HMODULE module_ = nullptr;
+  HMODULE module_;
   void** slot_ = nullptr;
   void* original_ = nullptr;
 };
 
 // A client function object whose members are callbacks, found by name
 // whatever the case; the member defined under the empty name is the default
-// member (DISPID_VALUE).  A plain one answers IDispatch only; a script-like
-// one also answers IDispatchEx and, as VBScript's objects do, refuses
-// GetIDsOfNames, so that its members are found with GetDispID.
-class ClientObject final : public IDispatchEx {
+// member (DISPID_VALUE).  Script objects, which answer IDispatchEx, are the
+// script client's own (tests/com/*.vbs).
+class ClientObject final : public IDispatch {
  public:
   struct Call {
     std::vector<VARIANT*> args;  // declaration order
@@ -286,13 +255,12 @@ class ClientObject final : public IDispatchEx {
   };
   using Member = std::function<HRESULT(Call&)>;
 
-  static Ptr<ClientObject> make(bool script_like = false) { return Ptr<ClientObject>(new ClientObject(script_like)); }
+  static Ptr<ClientObject> make() { return Ptr<ClientObject>(new ClientObject); }
   ClientObject& define(const wchar_t* name, Member m) { members_.emplace_back(name, std::move(m)); return *this; }
 
   HRESULT STDMETHODCALLTYPE QueryInterface(REFIID riid, void** out) override {
-    const bool ok = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDispatch) ||
-                    (script_like_ && IsEqualIID(riid, __uuidof(IDispatchEx)));
-    *out = ok ? static_cast<IDispatchEx*>(this) : nullptr;
+    const bool ok = IsEqualIID(riid, IID_IUnknown) || IsEqualIID(riid, IID_IDispatch);
+    *out = ok ? this : nullptr;
     return ok ? (AddRef(), S_OK) : E_NOINTERFACE;
   }
   ULONG STDMETHODCALLTYPE AddRef() override { return ULONG(++refs_); }
@@ -300,19 +268,11 @@ class ClientObject final : public IDispatchEx {
   HRESULT STDMETHODCALLTYPE GetTypeInfoCount(UINT* count) override { *count = 0; return S_OK; }
   HRESULT STDMETHODCALLTYPE GetTypeInfo(UINT, LCID, ITypeInfo**) override { return DISP_E_BADINDEX; }
   HRESULT STDMETHODCALLTYPE GetIDsOfNames(REFIID, LPOLESTR* names, UINT count, LCID, DISPID* ids) override {
-    if (script_like_) return E_NOTIMPL;
     for (UINT k = 0; k < count; ++k) ids[k] = k ? DISPID_UNKNOWN : find(names[0]);
     return count == 1 && ids[0] != DISPID_UNKNOWN ? S_OK : DISP_E_UNKNOWNNAME;
   }
-  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID lcid, WORD flags, DISPPARAMS* params, VARIANT* result,
-                                   EXCEPINFO* excep, UINT*) override {
-    return InvokeEx(id, lcid, flags, params, result, excep, nullptr);
-  }
-  HRESULT STDMETHODCALLTYPE GetDispID(BSTR name, DWORD, DISPID* id) override {
-    return (*id = find(name)) == DISPID_UNKNOWN ? DISP_E_UNKNOWNNAME : S_OK;
-  }
-  HRESULT STDMETHODCALLTYPE InvokeEx(DISPID id, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO* excep,
-                                     IServiceProvider*) override {
+  HRESULT STDMETHODCALLTYPE Invoke(DISPID id, REFIID, LCID, WORD, DISPPARAMS* params, VARIANT* result, EXCEPINFO* excep,
+                                   UINT*) override {
     if (id == DISPID_VALUE) id = find(L"");
     if (id < 1 || std::size_t(id) > members_.size()) return DISP_E_MEMBERNOTFOUND;
     Call c{{}, result, excep};
@@ -320,22 +280,14 @@ class ClientObject final : public IDispatchEx {
     if (result) VariantInit(result);
     return members_[std::size_t(id - 1)].second(c);
   }
-  HRESULT STDMETHODCALLTYPE DeleteMemberByName(BSTR, DWORD) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE DeleteMemberByDispID(DISPID) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetMemberProperties(DISPID, DWORD, DWORD*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetMemberName(DISPID, BSTR*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetNextDispID(DWORD, DISPID, DISPID*) override { return E_NOTIMPL; }
-  HRESULT STDMETHODCALLTYPE GetNameSpaceParent(IUnknown**) override { return E_NOTIMPL; }
 
  private:
-  explicit ClientObject(bool script_like) : script_like_(script_like) {}
   DISPID find(const wchar_t* name) const {
     for (std::size_t i = 0; i < members_.size(); ++i)
       if (lstrcmpiW(members_[i].first.c_str(), name) == 0) return DISPID(i + 1);
     return DISPID_UNKNOWN;
   }
   LONG refs_ = 1;
-  bool script_like_;
   std::vector<std::pair<std::wstring, Member>> members_;
 };
 
