@@ -231,8 +231,11 @@ void write(VARIANT& in, const kor::Variant& value) {
   if ((p->vt & VT_BYREF) && !(p->vt & VT_ARRAY)) return store_typed(*p, value);
   if (p->vt & VT_BYREF) {
     // An array variable passed in its own type is no Variant that can take
-    // a number; a Variant that refers to an array is simply overwritten.
+    // a number; a Variant that refers to an array is simply overwritten,
+    // unless the array is in use (a method's own), as below.
     if (p == &in) throw kor::Error(kor::err::kTypeMismatch);
+    if ((p->vt & VT_ARRAY) && p->pparray && *p->pparray && (*p->pparray)->cLocks)
+      throw kor::Error(kor::err::kArrayLocked);
   } else {
     // A Variant holding an array in use (a method's own) keeps it.
     if ((p->vt & VT_ARRAY) && p->parray && p->parray->cLocks) throw kor::Error(kor::err::kArrayLocked);
