@@ -13,8 +13,7 @@ namespace {
 TEST(Dispatch, RefusesUnknownNamesAndCallsNoMethodTakes) {
   for (auto [progid, name] : {std::pair{L"Kor.Korvat", L"Gaus"}, {L"Kor.Korvat", L"Interp"}, {L"Kor.Interpret", L"Gauss"}}) {
     HRESULT hr = S_OK;
-    dispid(create(progid).get(), name, &hr);
-    EXPECT_EQ(hr, DISP_E_UNKNOWNNAME) << narrow(name);
+    EXPECT_EQ(std::pair(dispid(create(progid).get(), name, &hr), hr), std::pair(DISPID(DISPID_UNKNOWN), DISP_E_UNKNOWNNAME)) << narrow(name);
   }
   const struct { const wchar_t* progid; DISPID id; UINT args, named; WORD flags; REFIID iid; HRESULT hr; } calls[] = {
       {L"Kor.Korvat", 0x60030007, 0, 0, DISPATCH_METHOD, IID_NULL, DISP_E_MEMBERNOTFOUND},  // a private procedure's
@@ -90,7 +89,7 @@ bool same(const Var& a, const Var& b) {
   return a.v.vt == b.v.vt && VarCmp(const_cast<VARIANT*>(&a.v), const_cast<VARIANT*>(&b.v), 0, 0) == VARCMP_EQ;
 }
 
-TEST(Variables, StatusesLandInVariablesOfEveryTypeConvertedAsTheRuntimeConverts) {
+TEST(Variables, OfEveryTypeTakeStatusesConvertedAsTheRuntimeConvertsAndKeepWhatIsOnlyRead) {
   Ptr<IDispatch> k = create(L"Kor.Korvat");
   Ptr<ClientObject> g = ClientObject::make();
   g->define(L"FKT", [](ClientObject::Call& c) { return c.array(3).set(c.array(2)(1), 1), S_OK; });  // y' = y
@@ -107,47 +106,12 @@ TEST(Variables, StatusesLandInVariablesOfEveryTypeConvertedAsTheRuntimeConverts)
     const Outcome r = call(Face::late, k.get(), L"Rkm", {ref(gd), val(1), ref(xb), ref(xe), ref(y), val(1E-4), typed(star), ref(zz)});
     EXPECT_EQ(r.scode, vt == VT_UI1 ? runtime_error(6) : 0) << vt;
     EXPECT_TRUE(same(star, of(vt, vt == VT_UI1 ? 0 : -1))) << vt;
-  }
-  // A Variant holding an object or an error value is overwritten with the
-  // Integer 1; one that holds the very array Gaussd works on (locked) keeps it: error 10.
-  Var held[2];
-  held[0].v = by(VT_DISPATCH, g.get()), g->AddRef();
-  held[1].v.vt = VT_ERROR, held[1].v.scode = 5;
-  for (Var& id : held) {
-    Array a(VT_VARIANT, {{1, 2, 3}, {2, 4, 6}});
-    EXPECT_EQ(call(Face::late, k.get(), L"Gauss", {val(2), ref(a), val(1), ref(id)}).hr, S_OK);
-    EXPECT_TRUE(same(id, of(VT_I2, 1))) << id.v.vt;
-  }
-  Array a(VT_R8, {{1, 2, 3}, {2, 4, 6}});
-  VARIANT same_array = by(VT_ARRAY | VT_R8, a.sa);
-  const Outcome r = call(Face::late, k.get(), L"Gaussd", {val(2), ref(a), val(1), by(VT_BYREF | VT_VARIANT, &same_array)});
-  EXPECT_EQ(r.scode, runtime_error(10));
-  EXPECT_EQ(r.description, L"This array is fixed or temporarily locked");
-  EXPECT_EQ(same_array.vt, VT_ARRAY | VT_R8);
-}
-
-TEST(Variables, WhatTheMethodOnlyReadsComesBackAsItWentIn) {
-  // Flagr on three points of y = 2x with M = 3: the value at 2.5 is 5
-  // exactly (-0.25 + 3 + 2.25).  XI is read where it is used, an object
-  // through its default member.
-  Ptr<ClientObject> cell = ClientObject::make(), plain = ClientObject::make();
-  cell->define(L"", [](ClientObject::Call& c) { return c.answer(2.5); });
-  plain->define(L"F", [](ClientObject::Call& c) { return c.answer(2.5); });
-  Var xi[6] = {of(VT_CY, 0), of(VT_DECIMAL, 25), of(VT_BSTR, 0), of(VT_EMPTY, 0), of(VT_EMPTY, 0), of(VT_CY, 0)};
-  xi[0].v.cyVal.int64 = xi[5].v.cyVal.int64 = 25000;
-  xi[1].v.decVal.scale = 1;
-  SysReAllocString(&xi[2].v.bstrVal, L"2.5");
-  xi[3].v = by(VT_DISPATCH, cell.get()), cell->AddRef();
-  xi[4].v = by(VT_DISPATCH, plain.get()), plain->AddRef();  // no default member: error 438
-  for (int i = 0; i < 6; ++i) {
-    const Var before = xi[i];
-    Array x(VT_VARIANT, {1, 2, 3}), y(VT_VARIANT, {2, 4, 6});
-    // The last: a Currency variable of the client's own type, by reference.
-    const Outcome r = call(Face::late, create(L"Kor.Korvat").get(), L"Flagr",
-                           {val(3), ref(x), ref(y), i == 5 ? typed(xi[i]) : ref(xi[i]), val(3)});
-    EXPECT_EQ(r.scode, i == 4 ? runtime_error(438) : 0) << i;
-    EXPECT_EQ(r.result.number(), i == 4 ? 0 : 5) << i;
-    EXPECT_TRUE(xi[i].v.vt == VT_DISPATCH ? xi[i].v.pdispVal == before.v.pdispVal : same(xi[i], before)) << i;
+    // What a method only reads comes back as it went in: Flagr on three points
+    // of y = 2x with M = 3 is exact, 4 at XI = 2 (-2 at True, which is -1).
+    Var xi = of(vt, 2);
+    Array x(VT_VARIANT, {1, 2, 3}), y2x(VT_VARIANT, {2, 4, 6});
+    EXPECT_EQ(call(Face::late, k.get(), L"Flagr", {val(3), ref(x), ref(y2x), typed(xi), val(3)}).result.number(), vt == VT_BOOL ? -2 : 4);
+    EXPECT_TRUE(same(xi, of(vt, 2))) << vt;
   }
 }
 
@@ -161,21 +125,9 @@ TEST(Faces, SolveInTheCallersOwnArray) {
       const Outcome r =
           call(face, create(L"Kor.Korvat").get(), element == VT_R8 ? L"Gaussd" : L"Gauss", {val(2), ref(a), val(1), ref(id)});
       ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-      EXPECT_EQ(r.result.v.vt, VT_EMPTY);
-      EXPECT_EQ(a.sa, callers);
-      EXPECT_EQ(a(1, 3), 1.0);
-      EXPECT_EQ(a(2, 3), 3.0);
+      EXPECT_EQ(std::tuple(r.result.v.vt, a.sa, a(1, 3), a(2, 3)), std::tuple(VARTYPE(VT_EMPTY), callers, 1.0, 3.0));
       EXPECT_TRUE(same(id, of(VT_I2, 0)));
     }
-  // diag(1, 1E-7) is not singular for the omitted EP of Invertd, 0 (ID 0); 1E-3 is above its 1E-7 (ID 1).
-  for (bool given : {false, true}) {
-    Array ap(VT_R8, {{1, 0}, {0, 1e-7}}), ainv(VT_R8, {{0, 0}, {0, 0}});
-    Var n(kor::Variant(2)), id;
-    double ep = 1e-3;
-    ASSERT_EQ(call(Face::vtable, create(L"Kor.Korvat").get(), L"Invertd", {ref(n), ref(ap), ref(ainv), ref(id), given ? ref(ep) : missing()}).hr, S_OK);
-    EXPECT_EQ(id.number(), given ? 1 : 0);
-    EXPECT_NEAR(given ? 0 : ainv(2, 2), given ? 0 : 1e7, 1e-6);
-  }
   // Through the vtable, a null pointer for the return value is refused.
   Array d(VT_R8, {1, 2});
   double x = 2;
@@ -194,10 +146,8 @@ TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumberDescriptionAndSource) 
       Var n(row.n);
       double x = row.x;
       const Outcome o = call(face, create(L"Kor.Korvat").get(), L"Polynd", {val(n), ref(x), ref(c)});
-      EXPECT_EQ(o.hr, DISP_E_EXCEPTION);
-      EXPECT_EQ(o.scode, runtime_error(row.number));
-      EXPECT_EQ(o.description, row.description);
-      EXPECT_EQ(o.source, L"Kor.Korvat");
+      EXPECT_EQ(std::tie(o.hr, o.scode, o.description, o.source),
+                std::tuple(DISP_E_EXCEPTION, runtime_error(row.number), std::wstring(row.description), std::wstring(L"Kor.Korvat")));
     }
   // A vtable client gets the error's HRESULT and the interface's IErrorInfo; a
   // late-bound client that passes no EXCEPINFO finds the error there too.
@@ -216,8 +166,7 @@ TEST(Errors, ReachEachKindOfClientAsTheRuntimeErrorsNumberDescriptionAndSource) 
     GUID guid{};
     ASSERT_EQ(GetErrorInfo(0, info.put()), S_OK);
     info->GetDescription(&description), info->GetGUID(&guid);
-    EXPECT_EQ(text(description), L"Subscript out of range");
-    EXPECT_TRUE(IsEqualGUID(guid, IID__Korvat));
+    EXPECT_TRUE(text(description) == L"Subscript out of range" && IsEqualGUID(guid, IID__Korvat));
     SysFreeString(description);
   }
 }
@@ -242,16 +191,12 @@ TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirFailuresReachTheCal
   Var itmax(kor::Variant(short{500})), id(kor::Variant(7.0));
   Outcome r = call(Face::late, k.get(), L"Fmin1d", {ref(gd), val(2), ref(x), val(1e-10), ref(itmax)});
   ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-  EXPECT_NEAR(r.result.number(), 3, 1e-8);
-  EXPECT_NEAR(x(1), 1, 1e-4);
-  EXPECT_NEAR(x(2), -2, 1e-4);
+  EXPECT_TRUE(std::abs(r.result.number() - 3) < 1e-8 && std::abs(x(1) - 1) < 1e-4 && std::abs(x(2) + 2) < 1e-4) << x(1) << " " << x(2);
   EXPECT_TRUE(itmax.number() > 0 && itmax.number() < 500) << "itmax comes back as the number of iterations";
   Array nx(VT_R8, {1, 3}), z(VT_R8, {8}), ipom(VT_VARIANT, {1, 2});
   r = call(Face::vtable, k.get(), L"Newtond", {ref(gd), val(2), val(2), val(0), ref(nx), ref(ipom), ref(z), ref(id), val(1e-12)});
   ASSERT_EQ(r.hr, S_OK) << narrow(r.description);
-  EXPECT_EQ(id.number(), 0);
-  EXPECT_NEAR(nx(1), 2, 1e-9);
-  EXPECT_NEAR(nx(2), 2, 1e-9);
+  EXPECT_TRUE(id.number() == 0 && std::abs(nx(1) - 2) < 1e-9 && std::abs(nx(2) - 2) < 1e-9) << nx(1) << " " << nx(2);
   EXPECT_EQ(forms + callers, 0) << "F and Fun receive the caller's own arrays";
   // A client's failure reaches the caller unchanged, one that fails with a
   // plain HRESULT too (as script objects do), and a client without F is error 438.
@@ -266,8 +211,7 @@ TEST(ClientObjects, AreCalledBackWithTheCallersArraysAndTheirFailuresReachTheCal
       IDispatch* cd = client.get();
       Array at(VT_R8, {0});
       const Outcome o = call(face, k.get(), L"Fmind", {ref(cd), val(1), ref(at)});
-      EXPECT_EQ(o.hr, DISP_E_EXCEPTION);
-      EXPECT_EQ(o.scode, row.scode);
+      EXPECT_EQ(std::tie(o.hr, o.scode), std::tuple(DISP_E_EXCEPTION, row.scode));
       EXPECT_EQ(o.description, row.description ? row.description : o.description);
     }
 }

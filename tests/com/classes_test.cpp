@@ -10,13 +10,8 @@
 namespace comtest {
 namespace {
 
-struct Class {
-  const wchar_t* progid;
-  const CLSID* clsid;
-  const IID* iid;    // its own dual interface
-  const IID* other;  // the other class's
-  const wchar_t* method;
-};
+// ProgID, CLSID, its own dual interface, the other class's, one of its methods.
+struct Class { const wchar_t* progid; const CLSID* clsid; const IID *iid, *other; const wchar_t* method; };
 const Class kClasses[] = {{L"Kor.Korvat", &CLSID_Korvat, &IID__Korvat, &IID__Interpret, L"Gauss"},
                           {L"Kor.Interpret", &CLSID_Interpret, &IID__Interpret, &IID__Korvat, L"Interp"}};
 
@@ -32,9 +27,7 @@ std::wstring server(HKEY root, const Class& c) {
 }
 
 template <class F>
-F entry(HMODULE dll, const char* name) {
-  return reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(dll, name)));
-}
+F entry(HMODULE dll, const char* name) { return reinterpret_cast<F>(reinterpret_cast<void*>(GetProcAddress(dll, name))); }
 using GetClassObject = HRESULT(STDAPICALLTYPE*)(REFCLSID, REFIID, void**);
 
 TEST(Registration, NamesTheDllItsApartmentModelProgIdAndTypeLibraryForEachClass) {
@@ -42,10 +35,6 @@ TEST(Registration, NamesTheDllItsApartmentModelProgIdAndTypeLibraryForEachClass)
     const std::wstring dll = server(HKEY_CLASSES_ROOT, c);
     EXPECT_NE(GetFileAttributesW(dll.c_str()), INVALID_FILE_ATTRIBUTES) << narrow(dll);
     EXPECT_EQ(lstrcmpiW(dll.substr(dll.find_last_of(L"\\/") + 1).c_str(), L"kor.dll"), 0) << narrow(dll);
-    LPOLESTR progid = nullptr;
-    ASSERT_EQ(ProgIDFromCLSID(*c.clsid, &progid), S_OK);
-    EXPECT_STREQ(progid, c.progid);
-    CoTaskMemFree(progid);
   }
 }
 
@@ -61,44 +50,37 @@ TEST(PerUser, BothClassesAreInTheUsersClassesOnlyAndMadeFromTheDllNamedThere) {
     EXPECT_EQ(lstrcmpiW(dll.c_str(), widen(expected).c_str()), 0) << narrow(dll);
     EXPECT_NE(RegOpenKeyExW(HKEY_LOCAL_MACHINE, (L"Software\\Classes\\CLSID\\" + guid_text(*c.clsid)).c_str(), 0,
                             KEY_READ, &machine), ERROR_SUCCESS) << "also registered for the machine";
-    HMODULE module = LoadLibraryW(dll.c_str());
-    ASSERT_NE(module, nullptr) << narrow(dll);
     Ptr<IClassFactory> factory;
     Ptr<IDispatch> object;
-    ASSERT_EQ(entry<GetClassObject>(module, "DllGetClassObject")(*c.clsid, IID_IClassFactory, factory.put_void()), S_OK);
+    auto get_class_object = entry<GetClassObject>(LoadLibraryW(dll.c_str()), "DllGetClassObject");
+    ASSERT_TRUE(get_class_object) << narrow(dll);
+    ASSERT_EQ(get_class_object(*c.clsid, IID_IClassFactory, factory.put_void()), S_OK);
     ASSERT_EQ(factory->CreateInstance(nullptr, *c.iid, object.put_void()), S_OK);
-    HRESULT hr = E_FAIL;
-    dispid(object.get(), c.method, &hr);
-    EXPECT_EQ(hr, S_OK);
+    EXPECT_NE(dispid(object.get(), c.method), DISPID_UNKNOWN);
   }
   RegCloseKey(user);
 }
 
 TEST(Objects, AnswerTheirOwnInterfacesAndDescribeThemselves) {
   for (const Class& c : kClasses) {
-    SCOPED_TRACE(narrow(c.progid));
     Ptr<IDispatch> object = create(c.progid);
-    const Ptr<IUnknown> identity = object.as<IUnknown>();
-    // Every interface leads back to the same IUnknown; the dual one is the IDispatch itself.
+    // Every interface leads back to the same IUnknown; the dual one is the IDispatch itself; no other is answered.
     for (const IID* iid : {&IID_IUnknown, &IID_IDispatch, c.iid, &IID_ISupportErrorInfo, &IID_IProvideClassInfo})
-      EXPECT_EQ(object.as<IUnknown>(*iid).as<IUnknown>().get(), identity.get()) << narrow(guid_text(*iid));
+      EXPECT_EQ(object.as<IUnknown>(*iid).as<IUnknown>().get(), object.as<IUnknown>().get()) << narrow(guid_text(*iid));
     EXPECT_EQ(static_cast<void*>(object.as<IUnknown>(*c.iid).get()), static_cast<void*>(object.get()));
-    for (const IID* iid : {c.other, &IID_IClassFactory, &IID_IPersist})
-      EXPECT_FALSE(object.as<IUnknown>(*iid)) << narrow(guid_text(*iid));
+    for (const IID* iid : {c.other, &IID_IClassFactory, &IID_IPersist}) EXPECT_FALSE(object.as<IUnknown>(*iid));
     EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(*c.iid), S_OK);
     EXPECT_EQ(object.as<ISupportErrorInfo>()->InterfaceSupportsErrorInfo(*c.other), S_FALSE);
-    Ptr<ITypeInfo> klass, face, none;
+    // The class through IProvideClassInfo, the dispatch view of its interface through IDispatch.
+    Ptr<ITypeInfo> info[3];
     TYPEATTR *k = nullptr, *f = nullptr;
     UINT count = 0;
-    ASSERT_EQ(object.as<IProvideClassInfo>()->GetClassInfo(klass.put()), S_OK);
-    ASSERT_EQ(object->GetTypeInfo(0, LOCALE_USER_DEFAULT, face.put()), S_OK);
-    ASSERT_EQ(klass->GetTypeAttr(&k) | face->GetTypeAttr(&f), S_OK);
+    ASSERT_EQ(object.as<IProvideClassInfo>()->GetClassInfo(info[0].put()) | object->GetTypeInfo(0, 0, info[1].put()), S_OK);
+    ASSERT_EQ(info[0]->GetTypeAttr(&k) | info[1]->GetTypeAttr(&f), S_OK);
     EXPECT_TRUE(IsEqualGUID(k->guid, *c.clsid) && IsEqualGUID(f->guid, *c.iid) && f->typekind == TKIND_DISPATCH);
-    klass->ReleaseTypeAttr(k);
-    face->ReleaseTypeAttr(f);
-    EXPECT_EQ(object->GetTypeInfoCount(&count), S_OK);
-    EXPECT_EQ(count, 1u);
-    EXPECT_EQ(object->GetTypeInfo(1, LOCALE_USER_DEFAULT, none.put()), DISP_E_BADINDEX);
+    info[0]->ReleaseTypeAttr(k), info[1]->ReleaseTypeAttr(f);
+    EXPECT_TRUE(object->GetTypeInfoCount(&count) == S_OK && count == 1);
+    EXPECT_EQ(object->GetTypeInfo(1, 0, info[2].put()), DISP_E_BADINDEX);
   }
 }
 
@@ -111,7 +93,6 @@ TEST(Module, GivesFactoriesThatRefuseWhatTheyCannotMakeAndUnloadsOnlyWhenNothing
   ASSERT_TRUE(get_class_object && can_unload && GetProcAddress(dll, "DllRegisterServer") &&
               GetProcAddress(dll, "DllUnregisterServer") && GetProcAddress(dll, "DllInstall"));
   Ptr<IClassFactory> none;
-  EXPECT_EQ(get_class_object(LIBID_Kor, IID_IClassFactory, none.put_void()), CLASS_E_CLASSNOTAVAILABLE);
   EXPECT_EQ(get_class_object(IID__Korvat, IID_IClassFactory, none.put_void()), CLASS_E_CLASSNOTAVAILABLE);
   ASSERT_EQ(can_unload(), S_OK) << "an object of an earlier test is still alive";
   for (const Class& c : kClasses) {
@@ -123,10 +104,10 @@ TEST(Module, GivesFactoriesThatRefuseWhatTheyCannotMakeAndUnloadsOnlyWhenNothing
     ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, first.put_void()), S_OK);
     ASSERT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, second.put_void()), S_OK);
     EXPECT_NE(first.get(), second.get());
-    EXPECT_EQ(factory->CreateInstance(first.get(), IID_IUnknown, refused.put_void()), CLASS_E_NOAGGREGATION);
-    EXPECT_EQ(factory->CreateInstance(nullptr, *c.other, refused.put_void()), E_NOINTERFACE);
-    EXPECT_EQ(factory->QueryInterface(IID_IDispatch, refused.put_void()), E_NOINTERFACE);
-    EXPECT_FALSE(refused);
+    EXPECT_EQ((std::tuple{factory->CreateInstance(first.get(), IID_IUnknown, refused.put_void()),
+                         factory->CreateInstance(nullptr, *c.other, refused.put_void()),
+                         factory->QueryInterface(IID_IDispatch, refused.put_void()), bool(refused)}),
+              std::tuple(CLASS_E_NOAGGREGATION, E_NOINTERFACE, E_NOINTERFACE, false));
     first = Ptr<IUnknown>();
     EXPECT_EQ(can_unload(), S_FALSE) << "a second object is alive";
     second = Ptr<IUnknown>();
@@ -138,9 +119,7 @@ TEST(Module, GivesFactoriesThatRefuseWhatTheyCannotMakeAndUnloadsOnlyWhenNothing
     // That answer let go of the cached type information: a new object reads it again.
     Ptr<IDispatch> again;
     ASSERT_EQ(factory->CreateInstance(nullptr, IID_IDispatch, again.put_void()), S_OK);
-    HRESULT hr = E_FAIL;
-    dispid(again.get(), c.method, &hr);
-    EXPECT_EQ(hr, S_OK);
+    EXPECT_NE(dispid(again.get(), c.method), DISPID_UNKNOWN);
   }
   FreeLibrary(dll);
 }

@@ -110,7 +110,6 @@ inline VARIANT by(VARTYPE vt, void* p) { VARIANT v; v.vt = vt; v.byref = p; retu
 inline VARIANT val(double d) { return Var(kor::Variant(d)).v; }  // VT_R8; a number owns nothing
 inline VARIANT val(int i) { return Var(kor::Variant(i)).v; }     // VT_I2 when it fits, as a script literal
 inline VARIANT val(const Var& v) { return v.v; }
-inline VARIANT missing() { return Var(kor::Variant::missing()).v; }
 inline VARIANT ref(Var& v) { return by(VT_BYREF | VT_VARIANT, &v.v); }
 inline VARIANT ref(double& d) { return by(VT_BYREF | VT_R8, &d); }
 inline VARIANT ref(IDispatch*& p) { return by(VT_BYREF | VT_DISPATCH, &p); }

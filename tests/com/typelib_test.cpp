@@ -20,16 +20,11 @@ namespace {
 // one line per method.
 using Description = std::map<std::string, std::vector<std::string>>;
 
-std::string take(BSTR s) {
-  const std::string t = s ? narrow(s, SysStringLen(s)) : "";
-  SysFreeString(s);
-  return t;
-}
+std::string take(BSTR s) { const std::string t = s ? narrow(s, SysStringLen(s)) : ""; return SysFreeString(s), t; }
 std::string header(int kind, int flags, std::string guid, const std::string& impl = "") {
   char h[24];
-  const int mask = TYPEFLAG_FDUAL | TYPEFLAG_FHIDDEN | TYPEFLAG_FNONEXTENSIBLE | TYPEFLAG_FAPPOBJECT |
-                   TYPEFLAG_FCANCREATE | TYPEFLAG_FOLEAUTOMATION;
-  snprintf(h, sizeof h, "%d 0x%04X ", kind, flags & mask);
+  snprintf(h, sizeof h, "%d 0x%04X ", kind, flags & (TYPEFLAG_FDUAL | TYPEFLAG_FHIDDEN | TYPEFLAG_FNONEXTENSIBLE |
+                                                     TYPEFLAG_FAPPOBJECT | TYPEFLAG_FCANCREATE | TYPEFLAG_FOLEAUTOMATION));
   for (char& c : guid) c = char(toupper(c));
   return h + guid + impl;
 }
@@ -102,9 +97,8 @@ Description describe(ITypeLib* library) {
 Description from_idl() {
   char exe[MAX_PATH];
   const std::string path(exe, GetModuleFileNameA(nullptr, exe, MAX_PATH));
-  std::ifstream in(path.substr(0, path.find_last_of("\\/") + 1) + "kor.idl");
   std::stringstream s;
-  s << in.rdbuf();
+  s << std::ifstream(path.substr(0, path.find_last_of("\\/") + 1) + "kor.idl").rdbuf();
   const std::string idl = std::regex_replace(std::regex_replace(s.str(), std::regex("//[^\n]*"), ""), std::regex("\\s+"), " ");
   auto each = [](const std::string& text, const char* pattern, auto f) {
     const std::regex re(pattern);
@@ -165,12 +159,9 @@ TEST(TypeLibrary, OfThe32BitDllSaysWhatTheRegisteredOneSays) {
   ASSERT_EQ(LoadRegTypeLib(LIBID_Kor, 3, 0, 0x409, wide.put()), S_OK);
   ASSERT_EQ(LoadTypeLibEx(widen(path).c_str(), REGKIND_NONE, narrow32.put()), S_OK) << path;
   ASSERT_EQ(wide->GetLibAttr(&w) | narrow32->GetLibAttr(&n), S_OK);
-  EXPECT_EQ(w->syskind, SYS_WIN64);
-  EXPECT_EQ(n->syskind, SYS_WIN32);
-  EXPECT_TRUE(IsEqualGUID(w->guid, n->guid) && w->lcid == n->lcid && w->wMajorVerNum == n->wMajorVerNum &&
-              w->wMinorVerNum == n->wMinorVerNum);
-  wide->ReleaseTLibAttr(w);
-  narrow32->ReleaseTLibAttr(n);
+  EXPECT_EQ(std::tuple(w->syskind, n->syskind, n->guid == w->guid, n->lcid, n->wMajorVerNum, n->wMinorVerNum),
+            std::tuple(SYS_WIN64, SYS_WIN32, true, w->lcid, w->wMajorVerNum, w->wMinorVerNum));
+  wide->ReleaseTLibAttr(w), narrow32->ReleaseTLibAttr(n);
   expect_same(describe(narrow32.get()), describe(wide.get()));
 }
 
