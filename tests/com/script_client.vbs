@@ -5,8 +5,7 @@
 Option Explicit
 Dim passed, failed, k, s, watched, seen, a(2, 3), id, x(3), y(3), ipom(1), z(10), zz, star, xe, r, f, stage, stages, xi
 Dim ipok, pr(1, 2), v(2), rov(1), n, inv(2, 2)
-passed = 0
-failed = 0
+passed = 0: failed = 0
 
 Sub Check(ok, what)  ' and clears the error the case left
   If ok Then passed = passed + 1 Else failed = failed + 1: WScript.Echo "FAILED: " & what
@@ -61,8 +60,7 @@ Check Err.Number = 0 And seen <> "" And Replace(seen, ",2000", "") = "", "Fmin: 
 x(1) = 1: ipom(1) = 1: watched = "unset": seen = ""
 r = k.Newton(New Equation, 1, 1, 0, x, ipom, z, watched)
 Check Err.Number = 0 And seen = "Integer 0" And Abs(x(1) - 2) < 1E-4, "Newton: Fun saw ID " & seen & ", x " & x(1)
-watched = "unset"
-r = k.Newton(Nothing, 1, 1, 0, x, ipom, z, watched)
+watched = "unset": r = k.Newton(Nothing, 1, 1, 0, x, ipom, z, watched)
 Check Err.Number = 91 And TypeName(watched) = "Integer" And watched = 0, "Nothing: " & Err.Number & " " & watched
 ' Rkm from 0 to 0.6 with Star > 0 tries the whole interval: t = 0.2, stages
 ' at 0, 0.2, 0.2, 0.3, 0.6; y' = 1 makes the error estimate 0 and that step
@@ -77,8 +75,7 @@ Check Err.Number = 0 And seen = stages, "Rkm: FKT saw xb" & seen
 Check Abs(y(1) - 1.6) < 1E-12 And Abs(watched - 0.6) < 1E-12 And TypeName(star) = "Currency" And star = 1 _
       And TypeName(xe) = "Currency" And UBound(zz) = 3, "Rkm: " & y(1) & " " & watched & " " & TypeName(star) & " " & UBound(zz)
 ' Y is the method's own while it runs: re-dimensioning it is error 10.
-f.redimY = True: watched = 0
-k.Rkm f, 1, watched, xe, y, 1E-4, star, zz
+f.redimY = True: watched = 0: k.Rkm f, 1, watched, xe, y, 1E-4, star, zz
 Check Err.Number = 10 And UBound(y) = 3, "Rkm with ReDim Y: " & Err.Number & " " & UBound(y)
 r = k.Fmin(New Failing, 1, x)
 Check Err.Number = 1234, "the client's own error: " & Err.Number
@@ -108,18 +105,16 @@ Next
 ' ID the very array Gauss works on, locked while it runs: error 10, and the array stays.
 k.Gauss 2, a, 1, a
 Check Err.Number = 10 And IsArray(a), "Gauss, ID the array: " & Err.Number
-'' Gauss with n = 0 never reads NCOL: an array there does no harm; with n = 1 it is error 13.
+' Gauss with n = 0 never reads NCOL: an array there does no harm; with n = 1 it is error 13.
 k.Gauss 0, a, Array(1), id
 Check Err.Number = 0, "Gauss, n = 0, NCOL an array: " & Err.Number
 k.Gauss 1, a, Array(1), id
 Check Err.Number = 13, "Gauss, n = 1, NCOL an array: " & Err.Number
 ' diag(1, 1E-7) is singular below the omitted EP's 1E-6 (ID 1), not below 1E-9 (ID 0).
 inv(1, 1) = 1: inv(1, 2) = 0: inv(2, 1) = 0: inv(2, 2) = 1E-7: n = 2
-k.Invert n, inv, a, id
-r = id
+k.Invert n, inv, a, id: r = id
 k.Invert n, inv, a, id, 1E-9
 Check Err.Number = 0 And r = 1 And id = 0 And Abs(a(2, 2) - 1E7) < 1E-6, "Invert: ID " & r & " then " & id
-' Errors with their numbers and descriptions.
 k.Gauss 2, x, 1, id
 Check Err.Number = 9 And Err.Description = "Subscript out of range", "Gauss on a vector: " & Err.Number
 k.Gaussd 2, a, 1, id
@@ -131,16 +126,12 @@ Check Err.Number = 5 And Err.Description = "Invalid procedure call or argument",
 ' ID = 0; as a text it solves x^2 = 4.
 pr(1, 1) = "Z1": pr(1, 2) = 4: v(1) = 3: v(2) = 5: ipok = 0
 Check s.Interp("Z1*Y[1]+Y[2]", ipok, pr, v) = 17 And ipok >= 0, "Interp: ipok=" & ipok
-ipok = -2
-Check s.Interp("SQR(0-1)", ipok, pr, v) = -9999 And ipok = -3, "Interp failure: ipok=" & ipok
+ipok = -2: Check s.Interp("SQR(0-1)", ipok, pr, v) = -9999 And ipok = -3, "Interp failure: ipok=" & ipok
 r = s.Interp(Null, ipok, pr, v)
 Check Err.Number = 94, "Interp(Null): " & Err.Number
-rov(1) = 5: x(1) = 1: ipom(1) = 1: id = Empty
-r = s.NewtonI(rov, 1, 1, 0, x, ipom, z, id)
+rov(1) = 5: x(1) = 1: ipom(1) = 1: id = Empty: r = s.NewtonI(rov, 1, 1, 0, x, ipom, z, id)
 Check Err.Number = 13 And id = 0 And Not IsEmpty(id), "NewtonI, Rov(1) a number: " & Err.Number & " " & id
-rov(1) = "X[1]^2-4"
-r = s.NewtonI(rov, 1, 1, 0, x, ipom, z, id)
+rov(1) = "X[1]^2-4": r = s.NewtonI(rov, 1, 1, 0, x, ipom, z, id)
 Check Err.Number = 0 And id = 0 And Abs(x(1) - 2) < 1E-4, "NewtonI: " & Err.Number & " " & x(1)
 
-On Error GoTo 0
 WScript.Echo passed & " passed, " & failed & " failed"

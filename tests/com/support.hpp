@@ -169,10 +169,9 @@ inline Outcome call(Face face, IDispatch* object, const wchar_t* name, std::vect
 // component's clients live in; a failure is a test failure.
 inline Ptr<IDispatch> create(const wchar_t* progid) {
   static const HRESULT apartment = CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
-  EXPECT_EQ(apartment, S_OK);
   Ptr<IDispatch> d;
   CLSID clsid{};
-  EXPECT_EQ(CLSIDFromProgID(progid, &clsid), S_OK) << narrow(progid);
+  EXPECT_EQ(apartment | CLSIDFromProgID(progid, &clsid), S_OK) << narrow(progid);
   EXPECT_EQ(CoCreateInstance(clsid, nullptr, CLSCTX_INPROC_SERVER, IID_IDispatch, d.put_void()), S_OK) << narrow(progid);
   return d;
 }
@@ -190,11 +189,7 @@ inline std::wstring kor_dll_path() {
 
 // While one lives, kor.dll's calls of user32!MessageBoxW land in `shown`
 // (the DLL's import slot is patched) and answer IDOK.
-struct Shown {
-  std::wstring text, title;
-  UINT style;
-  friend bool operator==(const Shown&, const Shown&) = default;
-};
+struct Shown { std::wstring text, title; UINT style; friend bool operator==(const Shown&, const Shown&) = default; };
 class MessageBoxCapture {
  public:
   MessageBoxCapture() {

@@ -146,9 +146,7 @@ TEST(TypeLibrary, IsRegisteredForTheDllAndSaysWhatKorIdlSays) {
   ASSERT_EQ(QueryPathOfRegTypeLib(LIBID_Kor, 3, 0, 0x409, &path), S_OK);
   EXPECT_EQ(lstrcmpiW(text(path).c_str(), kor_dll_path().c_str()), 0);
   SysFreeString(path);
-  const Description idl = from_idl();
-  EXPECT_EQ(idl.size(), 6u) << "two classes, two interfaces in two views";
-  expect_same(describe(library.get()), idl);
+  expect_same(describe(library.get()), from_idl());  // two classes, two interfaces in two views
 }
 
 TEST(TypeLibrary, OfThe32BitDllSaysWhatTheRegisteredOneSays) {
