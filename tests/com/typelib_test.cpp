@@ -151,7 +151,7 @@ TEST(TypeLibrary, IsRegisteredForTheDllAndSaysWhatKorIdlSays) {
 
 TEST(TypeLibrary, OfThe32BitDllSaysWhatTheRegisteredOneSays) {
   const char* path = getenv("KOR_TYPELIB32");
-  if (!path) GTEST_SKIP() << "KOR_TYPELIB32 names no 32-bit kor.dll";
+  if (!path || !*path) GTEST_SKIP() << "KOR_TYPELIB32 names no 32-bit kor.dll";
   Ptr<ITypeLib> wide, narrow32;
   TLIBATTR *w = nullptr, *n = nullptr;
   ASSERT_EQ(LoadRegTypeLib(LIBID_Kor, 3, 0, 0x409, wide.put()), S_OK);
