@@ -206,25 +206,6 @@ TEST(InterpGenerated, TokenSoupEndsWellAndCompiledTextsReplayTheScan) {
   EXPECT_GT(replays, 4000);
 }
 
-TEST(InterpGenerated, ReplaysShowTheCounterAndFunctionMessagesAtTheirLevel) {
-  const VariantArray table = VariantArray::from_rows({{"Z1", 4.0}});
-  VariantArray y = VariantArray::from({0.0, 9.0}, 0);
-  interpreter::CompiledText<VariantArray, VariantArray> sqr("(1)SQR(Y[1]");
-  const Message counter{"Interpret: Chyba čítače! -1    2", 16, "Interpret"};
-  const Message root{"Odmocnina: záporný argument -4", 16, "Interpret"};
-  auto eval = [&](double y1, std::int16_t level) {
-    y(1) = y1;
-    return observe(level, [&](std::int16_t& ipok) { return sqr.evaluate(ipok, table, y); });
-  };
-  // The function token runs to the end: the counter message comes twice, on
-  // the scan and on every replay; a failing root comes first and follows the level.
-  EXPECT_EQ(eval(9, -2).messages, (std::vector<Message>{counter, counter}));
-  ASSERT_TRUE(sqr.compiled());
-  EXPECT_EQ(eval(16, -2).messages, (std::vector<Message>{counter, counter}));
-  EXPECT_EQ(eval(-4, 0), (Outcome{-9999.0, -3, 0, {root}}));
-  EXPECT_EQ(eval(-4, -1), (Outcome{-9999.0, -3, 0, {}}));
-}
-
 TEST(InterpGenerated, AReplayNeedsTheTableItWasCompiledWithAndEveryPositionItReads) {
   const VariantArray first = VariantArray::from_rows({{"A", 1.0}, {"B", 2.0}});
   const VariantArray swapped = VariantArray::from_rows({{"B", 20.0}, {"A", 10.0}});

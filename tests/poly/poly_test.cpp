@@ -33,10 +33,12 @@ TEST(Polyn, SignOfTheDegreeSelectsTheLayoutInBothFlavours) {
     EXPECT_EQ(k.Polynd(c.n, x, d), c.expected) << c.n;
     EXPECT_EQ(k.Polyn(c.n, vx, v), Variant(c.expected)) << c.n;
   }
-  // A general form that makes no step returns its copy of a(1) as it is: an Integer.
+  // A general form that makes no step returns its copy of a(1) as it is (an
+  // Integer) and never reads X.
   VariantArray one = VariantArray::from({7}), text = VariantArray::from({"abc"}), number = VariantArray::from({"2.5"});
-  Variant vx = 1.0;
-  EXPECT_EQ(k.Polyn(-0.5, vx, one), Variant(7));
+  Variant vx = "x?";
+  EXPECT_EQ(k.Polyn(-0.5, vx, one), Variant(short{7}));
+  vx = 1.0;
   EXPECT_EQ(k.Polyn(1, vx, number), Variant(3.5));
   EXPECT_EQ(error_of([&] { k.Polyn(1, vx, text); }), err::kTypeMismatch);
   double x = 2, big = 1e300;

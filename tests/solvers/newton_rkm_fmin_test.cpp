@@ -265,7 +265,7 @@ TEST(Fmin1, TheStartingSimplexATieAndTheSquaredTolerance) {
   EXPECT_EQ(x1(1), p1);  // the last centroid
 }
 
-TEST(Minimisers, CountsWithoutWorkingArraysAndFaults) {
+TEST(Minimisers, CountsWithoutWorkingArrays) {
   // Fmin's working arrays have positions 0..n: n below 0 fails before F is
   // called; n = 0 evaluates the start and the first trial, then h(1) is
   // missing.  Fmin1's points have coordinates 1..NX: NX below 1 fails at once.
@@ -280,11 +280,6 @@ TEST(Minimisers, CountsWithoutWorkingArraysAndFaults) {
               err::kSubscript) << r.n;
     EXPECT_EQ(seen.size(), r.calls);
   }
-  FunctionObject none, boom;
-  boom.define("F", [](DoubleArray&) -> double { throw Error(2001, "no"); });
-  DoubleArray x = DoubleArray::from({0, 0});
-  EXPECT_EQ(error_of([&] { Korvat::global().Fmin1d(none, 2, x); }), err::kNoMember);
-  EXPECT_EQ(error_of([&] { Korvat::global().Fmind(boom, 2, x); }), 2001);
 }
 
 }  // namespace
