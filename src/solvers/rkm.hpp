@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cmath>
+#include <vector>
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
@@ -18,6 +19,37 @@ namespace kor::solvers {
 
 inline constexpr double kRkmMinStep = 1e-5;
 
+namespace detail {
+
+// The arithmetic of a stage, written once: checked (every operation raises
+// error 6 when its result is not finite) or raw (plain doubles on storage
+// whose positions are known to exist).
+struct CheckedOps {
+  static double add(double a, double b) { return arith::add(a, b); }
+  static double sub(double a, double b) { return arith::sub(a, b); }
+  static double mul(double a, double b) { return arith::mul(a, b); }
+  template <class A>
+  static double at(const A& a, int i) { return number_of(a(i)); }
+};
+struct RawOps {
+  static double add(double a, double b) { return a + b; }
+  static double sub(double a, double b) { return a - b; }
+  static double mul(double a, double b) { return a * b; }
+  template <class A>
+  static double at(const A& a, int i) { return const_cast<A&>(a).at_unchecked(i); }
+};
+
+// Where the caller's Y holds doubles at 1..n, its double at position 1.
+template <class YArray>
+double* dense_from_one(YArray& y, int n) {
+  if constexpr (dense_doubles<YArray>::value) {
+    if (n >= 1 && n < 32767 && y.contains(1) && y.contains(n)) return &y.at_unchecked(1);
+  }
+  return nullptr;
+}
+
+}  // namespace detail
+
 // star: in, a value <= 0 starts with the saved step and a value > 0 tries
 // the whole interval first; out, -1 (single precision) once the step was adapted.
 // xb, xe and star are the caller's variables: FKT sees xb move through the
@@ -26,7 +58,6 @@ template <class Flavour, class Client, class Count, class Abscissa, class YArray
           class ZArray>
 void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, const Abscissa& xe, YArray& y,
          const Tolerance& delta_arg, Status& star, ZArray& zz) {
-  using arith::add;
   using arith::div;
   using arith::mul;
   using arith::sub;
@@ -34,8 +65,9 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
 
   Variant nn = cell_value(nn_arg);  // FKT receives the method's own copy
   auto NN = [&] { return int16_of(nn); };
-  Array y0(upto(NN())), k1(upto(NN())), k2(upto(NN())), k3(upto(NN())),
-      k4(upto(NN())), k5(upto(NN()));
+  const int own = NN();
+  Array y0(upto(own)), k1(upto(own)), k2(upto(own)), k3(upto(own)), k4(upto(own)), k5(upto(own));
+  std::vector<double> next;  // the values of a stage before they are stored
   double delta = number_of(delta_arg);
   if (Flavour::is_double) {
     if (delta < 1e-15) delta = 1e-7;
@@ -49,7 +81,42 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   if (!final_mode) h = saved_step;
   auto XE = [&] { return number_of(xe); };
   auto fkt = [&](Array& k) { client.call("FKT", nn, xb, y, k, zz); };
-  auto K = [](const Array& k, int i) { return number_of(k(i)); };
+
+  // The method's own array from position 1, where the variant flavour never looks.
+  auto raw = [](Array& a) -> double* {
+    if constexpr (Flavour::is_double) return &a.at_unchecked(1);
+    else return nullptr;
+  };
+  // The stage loops run on raw doubles where they can: the caller's Y
+  // dense at 1..n and n within the method's own arrays (FKT may change nn
+  // and, in C++, Y itself, so this is asked at every loop).
+  auto raw_y = [&]() -> double* {
+    if constexpr (Flavour::is_double) {
+      const int n = NN();
+      if (n <= own) return detail::dense_from_one(y, n);
+    }
+    return nullptr;
+  };
+  // Y(i) = value(ops, i) for i = 1..n.  Raw, every value is computed first
+  // and stored when all are finite; a value that is not sends the stage to
+  // the checked loop, on Y as it was, which raises at the same operation
+  // with the same cells written.
+  auto stage = [&](auto value) {
+    if constexpr (Flavour::is_double) {
+      if (double* yd = raw_y()) {
+        const int n = NN();
+        if (next.size() < static_cast<std::size_t>(n)) next.resize(static_cast<std::size_t>(n));
+        double* values = next.data() - 1;
+        bool finite = true;
+        for (int i = 1; i <= n; ++i) finite &= std::isfinite(values[i] = value(detail::RawOps{}, i));
+        if (finite) {
+          for (int i = 1; i <= n; ++i) yd[i - 1] = values[i];
+          return;
+        }
+      }
+    }
+    for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps{}, i));
+  };
 
   for (;;) {
     bool last;
@@ -61,35 +128,57 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     }
     const auto x0cell = cell_value(xb);  // a copy, not a reference
     const double x0 = number_of(x0cell);
-    for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
+    if (double* yd = raw_y(); Flavour::is_double && yd)
+      for (int i = 0, n = NN(); i < n; ++i) raw(y0)[i] = yd[i];
+    else
+      for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
-    auto Y0 = [&](int i) { return number_of(y0(i)); };
 
     assign_value(xb, x0cell);
     fkt(k1);
-    for (int i : loop16(1, NN())) assign_number(y(i), add(Y0(i), mul(t, K(k1, i))));
-    assign_number(xb, add(x0, t));
+    stage([&](auto o, int i) { return o.add(o.at(y0, i), o.mul(t, o.at(k1, i))); });
+    assign_number(xb, arith::add(x0, t));
     fkt(k2);
-    for (int i : loop16(1, NN()))
-      assign_number(y(i), add(Y0(i), mul(t, mul(0.5, add(K(k1, i), K(k2, i))))));
+    stage([&](auto o, int i) { return o.add(o.at(y0, i), o.mul(t, o.mul(0.5, o.add(o.at(k1, i), o.at(k2, i))))); });
     fkt(k3);
-    for (int i : loop16(1, NN()))
-      assign_number(y(i), add(Y0(i), mul(t, add(mul(0.375, K(k1, i)), mul(1.125, K(k3, i))))));
-    assign_number(xb, add(x0, mul(0.5, h)));
+    stage([&](auto o, int i) {
+      return o.add(o.at(y0, i), o.mul(t, o.add(o.mul(0.375, o.at(k1, i)), o.mul(1.125, o.at(k3, i)))));
+    });
+    assign_number(xb, arith::add(x0, mul(0.5, h)));
     fkt(k4);
-    for (int i : loop16(1, NN()))
-      assign_number(y(i), add(Y0(i), mul(t, add(sub(mul(1.5, K(k1, i)), mul(4.5, K(k3, i))), mul(6, K(k4, i))))));
-    assign_number(xb, add(x0, h));
+    stage([&](auto o, int i) {
+      return o.add(o.at(y0, i),
+                   o.mul(t, o.add(o.sub(o.mul(1.5, o.at(k1, i)), o.mul(4.5, o.at(k3, i))), o.mul(6, o.at(k4, i)))));
+    });
+    assign_number(xb, arith::add(x0, h));
     fkt(k5);
-    for (int i : loop16(1, NN()))
-      assign_number(y(i), add(Y0(i), mul(t, add(mul(2, K(k4, i)), mul(0.5, add(K(k5, i), K(k1, i)))))));
+    stage([&](auto o, int i) {
+      return o.add(o.at(y0, i), o.mul(t, o.add(o.mul(2, o.at(k4, i)), o.mul(0.5, o.add(o.at(k5, i), o.at(k1, i))))));
+    });
 
+    // The error estimate, the largest over the equations; a value that is
+    // not finite is met again by the checked loop, which raises at it.
+    auto estimate = [&](auto o, int i) {
+      return std::abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(k1, i)), o.mul(0.9, o.at(k3, i))), o.mul(0.8, o.at(k4, i))),
+                            o.mul(0.1, o.at(k5, i))));
+    };
     double e = 0;
-    for (int i : loop16(1, NN())) {
-      const double ei =
-          std::abs(sub(add(sub(mul(0.2, K(k1, i)), mul(0.9, K(k3, i))), mul(0.8, K(k4, i))), mul(0.1, K(k5, i))));
-      if (ei > e) e = ei;
+    bool estimated = false;
+    if constexpr (Flavour::is_double) {
+      bool finite = NN() <= own && NN() < 32767;
+      for (int i = 1, n = finite ? NN() : 0; i <= n; ++i) {
+        const double ei = estimate(detail::RawOps{}, i);
+        finite &= std::isfinite(ei);
+        if (ei > e) e = ei;
+      }
+      estimated = finite;
+      if (!finite) e = 0;
     }
+    if (!estimated)
+      for (int i : loop16(1, NN())) {
+        const double ei = estimate(detail::CheckedOps{}, i);
+        if (ei > e) e = ei;
+      }
     e = mul(e, std::abs(t));
 
     if (e <= delta) {
@@ -100,7 +189,10 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
         continue;
       }
     } else {
-      for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
+      if (double* yd = raw_y(); Flavour::is_double && yd)
+        for (int i = 0, n = NN(); i < n; ++i) yd[i] = raw(y0)[i];
+      else
+        for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
       assign_value(xb, x0cell);
     }
     h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));

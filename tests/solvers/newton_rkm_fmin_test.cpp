@@ -165,6 +165,18 @@ TEST(Rkm, StepsFollowMersonsFormulasAndTheStepIsKeptBetweenCalls) {
   }
 }
 
+TEST(Rkm, AStageThatOverflowsStopsAtItsEquationWithTheEarlierOnesWritten) {
+  // The whole interval first: t = 1/3; with FKT's K(2) = 2.5E307, Y(2) = 1.79E308
+  // + t K(2) overflows after Y(1) = 0 + t * 1 was written.
+  FunctionObject g;
+  g.define("FKT", [](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) { k(1) = 1, k(2) = 2.5e307; });
+  DoubleArray y = DoubleArray::from({0.0, 1.79e308}), z(Bounds{1, 1});
+  double xb = 0, xe = 1;
+  Variant star = 1;
+  EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
+  EXPECT_TRUE(y(1) == 1.0 / 3 && y(2) == 1.79e308 && xb == 0);
+}
+
 // F of X(1..n), recording every point it is handed.
 template <class A>
 FunctionObject recorded(std::vector<Point>& seen, std::function<double(const Point&)> f) {
