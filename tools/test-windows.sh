@@ -99,6 +99,23 @@ snapshot() {
 
 # One bitness: $1 "64-bit" or "32-bit", then the loader, the folders of the
 # build and of Windows' own programs for it, and the registry view of its keys.
+# After an unregistration by $2: whether what the registration added
+# ($prefix/added.txt) is gone.  Keys that other programs add meanwhile
+# (cscript registers its own type library on first use) do not count.
+check_removed() {
+  local who=$1 how=$2
+  snapshot "$prefix/after.txt"
+  comm -12 "$prefix/added.txt" "$prefix/after.txt" >"$prefix/left.txt"
+  if [ ! -s "$prefix/added.txt" ]; then
+    fail "$who: registration added nothing that could be checked"
+  elif [ -s "$prefix/left.txt" ]; then
+    head -20 "$prefix/left.txt"
+    fail "$who: $how left $(wc -l <"$prefix/left.txt") of the keys and values the registration added"
+  else
+    pass "$who: $how removed all $(wc -l <"$prefix/added.txt") keys and values the registration added"
+  fi
+}
+
 run_component() {
   local bits=$1 loader=$2 build=$3 system=$4 view=$5
   local dll_win regsvr32=("$loader" "$system\\regsvr32.exe") reg=("$loader" "$system\\reg.exe")
@@ -173,20 +190,10 @@ run_component() {
     for k in "${keys[@]}"; do
       if key_exists "$k"; then left+=("$k"); fi
     done
-    snapshot "$prefix/after.txt"
-    # What registration added and is still there.  Keys that other programs
-    # add meanwhile (cscript registers its own type library on first use) do
-    # not count.
-    comm -12 "$prefix/added.txt" "$prefix/after.txt" >"$prefix/left.txt"
     if [ ${#left[@]} -ne 0 ]; then
       fail "$bits: regsvr32 /u left keys behind: ${left[*]}"
-    elif [ ! -s "$prefix/added.txt" ]; then
-      fail "$bits: registration added nothing that could be checked"
-    elif [ -s "$prefix/left.txt" ]; then
-      head -20 "$prefix/left.txt"
-      fail "$bits: regsvr32 /u left $(wc -l <"$prefix/left.txt") of the keys and values registration added"
     else
-      pass "$bits: regsvr32 /u removed every key the registration added"
+      check_removed "$bits" "regsvr32 /u"
     fi
   else
     fail "$bits: regsvr32 /u kor.dll (exit $?)"
@@ -231,16 +238,7 @@ else
 fi
 echo "== per user: regsvr32 /u /n /i:user kor.dll"
 if "$wine" regsvr32 /s /u /n /i:user "$dll_win"; then
-  snapshot "$prefix/after.txt"
-  comm -12 "$prefix/added.txt" "$prefix/after.txt" >"$prefix/left.txt"
-  if [ ! -s "$prefix/added.txt" ]; then
-    fail "per user: registration added nothing that could be checked"
-  elif [ -s "$prefix/left.txt" ]; then
-    head -20 "$prefix/left.txt"
-    fail "per user: regsvr32 /u /n /i:user left $(wc -l <"$prefix/left.txt") of the keys and values it added"
-  else
-    pass "per user: regsvr32 /u /n /i:user removed all $(wc -l <"$prefix/added.txt") keys and values it added"
-  fi
+  check_removed "per user" "regsvr32 /u /n /i:user"
 else
   fail "per user: regsvr32 /u /n /i:user kor.dll (exit $?)"
 fi
