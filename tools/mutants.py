@@ -169,6 +169,15 @@ FAULTS = [
      "if (digits.starts_with(\"0.\")) {}", 1),
     ("conversions", "src/component/variant.cpp", "if (ndigits <= 15 && scale >= -22", "if (ndigits <= 17 && scale >= -22", 1),
     ("conversions", "src/component/arith.hpp", "if (a == 0.0 && b < 0.0)", "if (a == 0.0 && b <= 0.0)", 1),
+    # The cube without the general power, on both exact products.
+    ("cube", "src/component/arith.hpp", "const double c = v + t * a;", "const double c = v;", 1),
+    ("cube", "src/component/arith.hpp", "+ al * bh) + al * bl;", "+ al * bh) + al * bh;", 1),
+    # Interval search of large tables and the unchecked cubic.
+    ("splines", "src/interp/spline.hpp", "          if (number_of(base[k]) > xx) {",
+     "          if (number_of(base[k]) >= xx) {", 1),
+    ("splines", "src/interp/spline.hpp", "const bool right = !(number_of(base[k]) > xx);",
+     "const bool right = !(number_of(base[k]) >= xx);", 1),
+    ("splines", "src/interp/spline.hpp", "if (std::isfinite(v)) [[likely]] return v;", "return v;", 1),
 ]
 
 

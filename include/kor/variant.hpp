@@ -90,7 +90,11 @@ class Variant {
     if (type_ == Type::Integer) return u_.i16;  // the common case, kept inline
     return to_int16_slow();
   }
-  std::int32_t to_int32() const;
+  std::int32_t to_int32() const {
+    if (type_ == Type::Integer) return u_.i16;  // the common cases, kept inline
+    if (type_ == Type::Long) return u_.i32;
+    return to_int32_slow();
+  }
   bool to_bool() const;
 
   // Raw access for callers that have checked the type.
@@ -122,6 +126,7 @@ class Variant {
   void release_string() noexcept;
   double to_double_slow() const;
   std::int16_t to_int16_slow() const;
+  std::int32_t to_int32_slow() const;
 
   Type type_;
   union {

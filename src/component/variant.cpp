@@ -49,7 +49,7 @@ std::int16_t Variant::to_int16_slow() const {
   }
 }
 
-std::int32_t Variant::to_int32() const {
+std::int32_t Variant::to_int32_slow() const {
   switch (type_) {
     case Type::Integer: return u_.i16;
     case Type::Long: return u_.i32;

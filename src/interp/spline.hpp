@@ -38,6 +38,9 @@ const double* companion_base(const A& a, std::int32_t imin, std::int32_t imax) {
   return nullptr;
 }
 
+// Knot counts above which the interval search fetches ahead.
+inline constexpr std::int32_t kLargeTable = 1 << 15;
+
 struct Interval {
   std::int32_t klo;
   std::int32_t khi;
@@ -50,31 +53,45 @@ struct Interval {
 // caller's division by h then fails).
 //
 // `companions` are arrays the caller reads at the interval found (Y, Y2):
-// on dense storage their lines are fetched while the last levels are compared.
+// on dense storage of a large table their lines are fetched while the last
+// levels are compared.
 template <class Knots, class... Companions>
 Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double xx,
                     const Companions&... companions) {
   Interval r{imin, imax, 0};
   if constexpr (is_safe_array<Knots>::value) {
     if (imin <= imax && x.contains(imin) && x.contains(imax)) {
-      const double* nearby[] = {companion_base(companions, imin, imax)..., nullptr};
       // Every position the bisection can visit exists: walk the storage
-      // directly, without branches, and fetch the knots of the next two
-      // levels while this one is compared (large tables live in memory, not
-      // in cache).  The path, and so the interval, is the same.
+      // directly.  The midpoint lo + (hi - lo) / 2 is the floor of
+      // (lo + hi) / 2 without its overflow.
       const auto* base = &const_cast<Knots&>(x).at_unchecked(imin) - imin;
       std::int32_t lo = imin, hi = imax;
+      if (hi - lo > kLargeTable) {
+        // A large table lives in memory, not in cache.  Here the halves are
+        // chosen by a jump, so the processor runs ahead on the half it
+        // guesses; the two knots of the next level and, near the end, the
+        // companions' lines are fetched meanwhile.  (The empty statement
+        // keeps the compiler from turning the jump into a conditional move.)
+        const double* nearby[] = {companion_base(companions, imin, imax)..., nullptr};
+        while (hi - lo > 1) {
+          const std::int32_t k = lo + ((hi - lo) >> 1);
+          __builtin_prefetch(base + lo + ((k - lo) >> 1));
+          __builtin_prefetch(base + k + ((hi - k) >> 1));
+          if (hi - lo <= 16)
+            for (const double* c : nearby)
+              if (c) __builtin_prefetch(c + lo);
+          if (number_of(base[k]) > xx) {
+            hi = k;
+            asm volatile("");
+          } else {
+            lo = k;
+          }
+        }
+      }
+      // In cache, a conditional move is faster than a jump mispredicted
+      // half the time.
       while (hi - lo > 1) {
-        const std::int32_t k = static_cast<std::int32_t>((std::int64_t{hi} + lo) >> 1);
-        const std::int32_t a = static_cast<std::int32_t>((std::int64_t{lo} + k) >> 1);
-        const std::int32_t b = static_cast<std::int32_t>((std::int64_t{k} + hi) >> 1);
-        __builtin_prefetch(base + ((std::int64_t{lo} + a) >> 1));
-        __builtin_prefetch(base + ((std::int64_t{a} + k) >> 1));
-        __builtin_prefetch(base + ((std::int64_t{k} + b) >> 1));
-        __builtin_prefetch(base + ((std::int64_t{b} + hi) >> 1));
-        if (hi - lo <= 16)
-          for (const double* c : nearby)
-            if (c) __builtin_prefetch(c + lo);
+        const std::int32_t k = lo + ((hi - lo) >> 1);
         const bool right = !(number_of(base[k]) > xx);
         lo = right ? k : lo;
         hi = right ? hi : k;
@@ -202,14 +219,33 @@ double splder(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   return add(div(sub(hi, lo), 6), div(sub(number_of(y(in.khi)), number_of(y(in.klo))), in.h));
 }
 
+// The value of the cubic between two knots, at a = (x(khi) - xx) / h and
+// b = (xx - x(klo)) / h, computed unchecked: every operation takes a
+// non-finite operand on to the result (none divides by a computed value),
+// so a finite result means that no step failed.  a^3, b^3 and h^2 are the
+// values the power gives.
+struct CubicPoint {
+  double a, b, h, y2lo, y2hi, ylo, yhi;
+};
+
+template <bool kFused>
+inline double cubic_value(const CubicPoint& p) {
+  using arith::cube;
+  const double cubic = (cube<kFused>(p.a) - p.a) * p.y2lo + (cube<kFused>(p.b) - p.b) * p.y2hi;
+  return (p.a * p.ylo + p.b * p.yhi) + cubic * (p.h * p.h) / 6;
+}
+
+KOR_FUSED inline double cubic_value_fused(const CubicPoint& p) { return cubic_value<true>(p); }
+
 // Splinp: the value; outside the knots, a straight line along the end slope.
 template <class Xs, class Ys, class Y2s>
 double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
               double xx) {
   using arith::add;
+  using arith::checked;
+  using arith::cube;
   using arith::div;
   using arith::mul;
-  using arith::pow;
   using arith::sub;
   const Interval in = spl_locate(imin, imax, x, xx, y, y2);
   const double a = div(sub(number_of(x(in.khi)), xx), in.h);
@@ -224,8 +260,15 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
     const double d = splder(imin, imax, x, y, y2, x1);
     return add(mul(sub(xx, x1), d), number_of(y(imax)));
   }
-  const double cubic = add(mul(sub(pow(a, 3), a), number_of(y2(in.klo))), mul(sub(pow(b, 3), b), number_of(y2(in.khi))));
-  return add(add(mul(a, number_of(y(in.klo))), mul(b, number_of(y(in.khi)))), div(mul(cubic, pow(in.h, 2)), 6));
+  const CubicPoint p{a, b, in.h, number_of(y2(in.klo)), number_of(y2(in.khi)), number_of(y(in.klo)),
+                     number_of(y(in.khi))};
+  const double v = arith::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<false>(p);
+  if (std::isfinite(v)) [[likely]] return v;
+  // Step by step, to raise where the first step fails.
+  return add(add(mul(a, p.ylo), mul(b, p.yhi)),
+             div(mul(add(mul(sub(checked(cube(a)), a), p.y2lo), mul(sub(checked(cube(b)), b), p.y2hi)),
+                     mul(in.h, in.h)),
+                 6));
 }
 
 // Splint: the integral from poc to kon, by Simpson panels and closed-form

@@ -4,10 +4,13 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <random>
 #include <string>
+#include <vector>
 
+#include "component/arith.hpp"
 #include "kor/kor.hpp"
 #include "support.hpp"
 
@@ -137,6 +140,31 @@ TEST(FunctionObject, CallsMembersByAnyCaseWithArgumentsByReferenceAndItsFaults) 
             }),
             1001);
   EXPECT_EQ(description, "client says no");  // the client's error passes through unchanged
+}
+
+TEST(Cube, IsTheDoubleThePowerGivesOnBothProducts) {
+  // Random values over the exponent range, and the values where the exact
+  // error terms are most fragile: integers, powers of two and their
+  // neighbours (the spacing halves below them), the ends of the range
+  // computed by products, and values outside it.
+  std::vector<double> values;
+  std::mt19937_64 rng(7);
+  std::uniform_real_distribution<double> mantissa(-2, 2), exponent(-340, 340);
+  for (int i = 0; i < 200000; ++i) values.push_back(std::ldexp(mantissa(rng), static_cast<int>(exponent(rng))));
+  for (int e = -320; e <= 320; e += 7) {
+    const double p = std::ldexp(1.0, e);
+    for (double v : {p, -p, std::nextafter(p, 0.0), std::nextafter(p, 1e300), 3 * p, p * 1.5})
+      values.push_back(v);
+  }
+  for (int i = -1000; i <= 1000; ++i) values.push_back(i * 0.001), values.push_back(i);
+  for (double v : {0.0, -0.0, 0x1p-300, 0x1p300, 1e-310, 1e200, -1e200})
+    values.push_back(v);
+  for (double v : values) {
+    const double expected = std::pow(v, 3.0);
+    const double split = arith::cube<false>(v), fused = arith::cube<true>(v);
+    ASSERT_EQ(std::memcmp(&split, &expected, sizeof expected), 0) << std::hexfloat << v;
+    ASSERT_EQ(std::memcmp(&fused, &expected, sizeof expected), 0) << std::hexfloat << v;
+  }
 }
 
 }  // namespace

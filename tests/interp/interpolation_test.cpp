@@ -4,7 +4,9 @@
 // the library's own recurrence (not the textbook spline).
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "kor/kor.hpp"
 #include "support.hpp"
@@ -134,6 +136,27 @@ TEST(Splines, ValueDerivativeAndIntegralOnTheNaturalTable) {
   MessageCapture capture;
   EXPECT_EQ(error_of([&] { k.Splinpd(2, 3, x, y, y2, 0.999); }), err::kDivisionByZero);
   EXPECT_EQ(capture.messages(), (std::vector<Message>{{" Špatné vstup. hodnoty ", 16, "SPLINE"}}));
+}
+
+TEST(Splines, LargeTablesFindTheIntervalOfTheirTwoKnots) {
+  // Knots x = i, i = 1..40000 (a table the search walks with fetches ahead)
+  // with any Y and Y2: the value and slope at xx are those of the two-knot table
+  // [k, k + 1], k the integer part of xx (the last knot belongs to the last
+  // interval).  A value that does not fit a double is overflow.
+  const int n = 40000;
+  DoubleArray x(Bounds{1, n}), y(Bounds{1, n}), y2(Bounds{1, n});
+  for (int i = 1; i <= n; ++i) x(i) = i, y(i) = std::sin(i * 0.37), y2(i) = std::cos(i * 1.3);
+  Korvat k;
+  std::vector<double> points = {1, 1.5, 2, 17.25, 20000, 20000.5, 39999, 39999.9, n};
+  for (int i = 1; i < 300; ++i) points.push_back(1 + std::fmod(i * 7919.37, n - 1));
+  for (double xx : points) {
+    const int lo = std::min(static_cast<int>(xx), n - 1);
+    EXPECT_EQ(k.Splinpd(1, n, x, y, y2, xx), k.Splinpd(lo, lo + 1, x, y, y2, xx)) << xx;
+    EXPECT_EQ(k.Splderd(1, n, x, y, y2, xx), k.Splderd(lo, lo + 1, x, y, y2, xx)) << xx;
+  }
+  y(5) = y(6) = 1.7e308;
+  y2(5) = y2(6) = -1e308;  // 1.7e308 + (.375e308 * 2) / 6
+  EXPECT_EQ(error_of([&] { k.Splinpd(1, n, x, y, y2, 5.5); }), err::kOverflow);
 }
 
 TEST(Sinterp, KeepsItsValuesPerFlavourWhileIpocSaysSo) {
