@@ -177,6 +177,24 @@ bool is_missing(const VARIANT& in) {
   return v.vt == VT_ERROR && v.scode == DISP_E_PARAMNOTFOUND;
 }
 
+// A number of its own or the caller's typed number, read without conversion
+// failures or client code.
+bool plain_number(const VARIANT& in) noexcept {
+  switch (target(in).vt & ~VT_BYREF) {
+    case VT_EMPTY: case VT_I2: case VT_I4: case VT_R4: case VT_R8: return true;
+    default: return false;
+  }
+}
+
+const void* referent(const VARIANT& in) noexcept {
+  const VARIANT& v = target(in);
+  return (v.vt & VT_BYREF) ? v.byref : static_cast<const void*>(&v);
+}
+
+// Not a reference to a typed variable (whose type may refuse a value) and
+// no array (which may be locked).
+bool overwrites_plainly(const VARIANT& cell) noexcept { return !(cell.vt & (VT_BYREF | VT_ARRAY)); }
+
 namespace {
 
 // A typed variable of the caller's (VT_BYREF | type) receives `value`

@@ -41,6 +41,9 @@ void assign_number(VARIANT& v, double x);
 std::int16_t int16_of(const VARIANT& v);
 std::int32_t int32_of(const VARIANT& v);
 bool is_missing(const VARIANT& v);
+bool plain_number(const VARIANT& v) noexcept;
+const void* referent(const VARIANT& v) noexcept;
+bool overwrites_plainly(const VARIANT& cell) noexcept;
 inline kor::Variant cell_value(const VARIANT& v) { return kor_value(v); }
 // Writes into a cell or into the caller's variable.  A Variant is overwritten
 // whatever it held (an array, an object, an error value); a typed variable

@@ -114,4 +114,15 @@ struct double_cell<Variant> : std::true_type {
   static double* slot(Variant& v) noexcept { return v.double_slot(); }
 };
 
+// For fast paths that read an argument once where the element-by-element
+// order reads it at every use: plain_number() is true when a read can
+// neither fail nor run client code, referent() is the storage a write to the
+// argument would change, and overwrites_plainly() is true when a number can
+// be stored in a cell without failing.
+inline bool plain_number(const Variant& v) noexcept { return v.is_numeric() || v.is_empty(); }
+inline bool plain_number(double) noexcept { return true; }
+inline const void* referent(const Variant& v) noexcept { return &v; }
+inline const void* referent(const double& d) noexcept { return &d; }
+inline bool overwrites_plainly(const Variant&) noexcept { return true; }
+
 }  // namespace kor

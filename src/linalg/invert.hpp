@@ -274,6 +274,64 @@ bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size
   return true;
 }
 
+// Address of a cell, as an integer to compare with the ends of an array.
+template <class T>
+std::uintptr_t address_of(const T* p) {
+  return reinterpret_cast<std::uintptr_t>(p);
+}
+
+// The Variant flavour on cells that all hold Doubles: the values are taken
+// into a dense matrix, inverted by the double flavour's kernels, and the
+// inverse is stored as Doubles, which is what the element-by-element order
+// leaves on success.  Whenever that order would leave something else (a
+// singular matrix leaves integer zeros and ones, a failed operation leaves a
+// partial inverse) or could see something else (a count or threshold that is
+// a cell of the inverse, a value read through client code), the fast path
+// gives up, having written nothing, and false sends the caller to the
+// element-by-element order.
+template <class N, class MatrixIn, class MatrixOut, class Status, class Ep>
+bool invert_double_cells(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const Ep& ep) {
+  using InCell = std::remove_cvref_t<decltype(ap(1, 1))>;
+  using Cells = double_cell<InCell>;
+  if (!plain_number(n) || !plain_number(ep)) return false;
+  const double nd = number_of(n);
+  if (!(nd >= 1 && nd <= 32767 && nd == std::trunc(nd))) return false;
+  const int ni = static_cast<int>(nd);
+  if (!(ap.contains(1, 1) && ap.contains(ni, ni) && ainv.contains(1, 1) && ainv.contains(ni, ni))) return false;
+  const auto first = address_of(&ainv.at_unchecked(1, 1));
+  const auto last = address_of(&ainv.at_unchecked(ni, ni) + 1);
+  const auto written = [&](std::uintptr_t p) { return p >= first && p < last; };
+  if (written(address_of(referent(n))) || written(address_of(referent(ep))) || written(address_of(referent(id))) ||
+      written(address_of(&const_cast<MatrixIn&>(ap).at_unchecked(1, 1))) ||
+      written(address_of(&const_cast<MatrixIn&>(ap).at_unchecked(ni, ni))))
+    return false;
+  const std::size_t un = static_cast<std::size_t>(ni);
+  std::vector<double> a(un * un), x(un * un);
+  for (int j = 1; j <= ni; ++j)
+    for (int i = 1; i <= ni; ++i) {
+      auto& cell = const_cast<MatrixIn&>(ap).at_unchecked(i, j);
+      if (!Cells::holds_double(cell) || !overwrites_plainly(ainv.at_unchecked(i, j))) return false;
+      a[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * un] = *Cells::slot(cell);
+    }
+  const double threshold = number_of(ep);
+  Variant status;
+  if (ni <= kSmallInvert) {
+    if (!invert_small(ni, a.data(), un, x.data(), un, status, threshold)) return false;
+  } else {
+    try {
+      invert_dense(ni, a.data(), un, x.data(), un, status, threshold);
+    } catch (const Error&) {
+      return false;
+    }
+  }
+  if (status.to_int16() != 0) return false;
+  for (int j = 1; j <= ni; ++j)
+    for (int i = 1; i <= ni; ++i)
+      assign_number(ainv.at_unchecked(i, j), x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(j - 1) * un]);
+  assign_status(id, 0);
+  return true;
+}
+
 }  // namespace detail
 
 // The threshold ep is read where the pivot is compared with it (a Variant
@@ -298,6 +356,9 @@ void invert(const N& n, const MatrixIn& ap, MatrixOut& ainv, Status& id, const E
                            &ainv.at_unchecked(1, 1), ainv.column_stride(), id, number_of(ep));
       return;
     }
+  }
+  if constexpr (is_safe_array<MatrixIn>::value && is_safe_array<MatrixOut>::value && double_cell<Cell>::value) {
+    if (detail::invert_double_cells(n, ap, ainv, id, ep)) return;
   }
   using Work = std::conditional_t<std::is_same_v<Cell, double>, double, Variant>;
   detail::invert_checked<Work>(n, ap, ainv, id, ep);

@@ -140,6 +140,15 @@ std::pair<int, VariantArray> check_invert(int n, const Cells& input, double ep, 
   EXPECT_EQ(idd, idv);
   EXPECT_EQ(bits(inv), bits(vinv));
   EXPECT_EQ(bits(a), bits(input));
+  // Whole numbers as Integers send the Variant flavour element by element:
+  // the same error, status, values and cell types (a singular or failed
+  // inversion keeps the identity's Integers where nothing reached them).
+  VariantArray vi = as_variants(a, true), vinv_i(Bounds{1, n}, Bounds{1, n});
+  Variant idi = 9;
+  EXPECT_EQ(error_of([&] { Korvat::global().Invert(nn, vi, vinv_i, idi, vep); }), error);
+  EXPECT_EQ(idi, idv);
+  EXPECT_EQ(bits(vinv_i), bits(vinv));
+  for (std::size_t i = 0; i < vinv.size(); ++i) EXPECT_EQ(vinv_i.data()[i].type(), vinv.data()[i].type()) << i;
   if (status >= 0) {
     EXPECT_EQ(idv, Variant(static_cast<short>(status)));
   }
@@ -252,6 +261,14 @@ TEST(GaussAndInvert, FaultsDefaultsAndArgumentsReadWhereUsed) {
   EXPECT_EQ(id, Variant(9));
   EXPECT_EQ(bits(vinv), bits(Cells{1, 0, 0, 1}));
   k.Invert(none, vtiny, vinv, id, text);  // n = 0: never compared, success
+  // N is a cell of the inverse: the first store into it makes N 0, which
+  // ends every later loop (row 2 keeps its values).
+  VariantArray regular = VariantArray::from_rows({{2.0, 4.0}, {1.0, 3.0}});
+  vinv(1, 1) = 2.0, vinv(2, 1) = 7.0, id = 9;
+  k.Invert(vinv(1, 1), regular, vinv, id);
+  EXPECT_EQ(id, Variant(short{0}));
+  EXPECT_EQ(vinv(1, 1), Variant(short{0}));
+  EXPECT_EQ(vinv(2, 1), Variant(7.0));
   EXPECT_EQ(id, Variant(short{0}));
   EXPECT_EQ(error_of([&] { k.Invert(negative, vtiny, vinv, id); }), err::kSubscript);
 }
