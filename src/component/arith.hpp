@@ -107,13 +107,19 @@ inline double cube(double a) {
   return detail::general_cube(a);
 }
 
+namespace detail {
+// The cube where a power is written out: a call, so that loops that may
+// raise to any power stay small.
+[[gnu::noinline]] inline double cube_call(double a) { return cube(a); }
+}  // namespace detail
+
 inline double pow(double a, double b) {
   if (a < 0.0 && b != std::trunc(b)) [[unlikely]] raise(err::kInvalidCall);
   if (a == 0.0 && b < 0.0) [[unlikely]] raise(err::kInvalidCall);
   // A square, the commonest power in the texts, is the product: the
   // correctly rounded square, without the general power's cost.
   if (b == 2.0) return checked(a * a);
-  if (b == 3.0) return checked(cube(a));
+  if (b == 3.0) return checked(detail::cube_call(a));
   return checked(std::pow(a, b));
 }
 
