@@ -123,6 +123,25 @@ inline double pow(double a, double b) {
   return checked(std::pow(a, b));
 }
 
+// Arithmetic written once for a fast path and its checked twin: Checked
+// raises as the runtime does, Unchecked computes plain doubles (a caller
+// that uses it tests the results itself).  cube() is the power's a^3.
+struct Checked {
+  static double add(double a, double b) { return arith::add(a, b); }
+  static double sub(double a, double b) { return arith::sub(a, b); }
+  static double mul(double a, double b) { return arith::mul(a, b); }
+  static double div(double a, double b) { return arith::div(a, b); }
+  static double cube(double a) { return checked(arith::cube(a)); }
+};
+template <bool kFused = false>
+struct Unchecked {
+  static double add(double a, double b) { return a + b; }
+  static double sub(double a, double b) { return a - b; }
+  static double mul(double a, double b) { return a * b; }
+  static double div(double a, double b) { return a / b; }
+  static double cube(double a) { return arith::cube<kFused>(a); }
+};
+
 inline double exp(double x) { return checked(std::exp(x)); }
 
 // Square root and logarithm of the runtime: a negative (or, for Log, a

@@ -220,30 +220,25 @@ double splder(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
 }
 
 // The value of the cubic between two knots, at a = (x(khi) - xx) / h and
-// b = (xx - x(klo)) / h, computed unchecked: every operation takes a
-// non-finite operand on to the result (none divides by a computed value),
-// so a finite result means that no step failed.  a^3, b^3 and h^2 are the
-// values the power gives.
+// b = (xx - x(klo)) / h, in the operations of Ops.
 struct CubicPoint {
   double a, b, h, y2lo, y2hi, ylo, yhi;
 };
 
-template <bool kFused>
+template <class Ops>
 inline double cubic_value(const CubicPoint& p) {
-  using arith::cube;
-  const double cubic = (cube<kFused>(p.a) - p.a) * p.y2lo + (cube<kFused>(p.b) - p.b) * p.y2hi;
-  return (p.a * p.ylo + p.b * p.yhi) + cubic * (p.h * p.h) / 6;
+  using O = Ops;
+  const double cubic = O::add(O::mul(O::sub(O::cube(p.a), p.a), p.y2lo), O::mul(O::sub(O::cube(p.b), p.b), p.y2hi));
+  return O::add(O::add(O::mul(p.a, p.ylo), O::mul(p.b, p.yhi)), O::div(O::mul(cubic, O::mul(p.h, p.h)), 6));
 }
 
-KOR_FUSED inline double cubic_value_fused(const CubicPoint& p) { return cubic_value<true>(p); }
+KOR_FUSED inline double cubic_value_fused(const CubicPoint& p) { return cubic_value<arith::Unchecked<true>>(p); }
 
 // Splinp: the value; outside the knots, a straight line along the end slope.
 template <class Xs, class Ys, class Y2s>
 double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
               double xx) {
   using arith::add;
-  using arith::checked;
-  using arith::cube;
   using arith::div;
   using arith::mul;
   using arith::sub;
@@ -262,13 +257,12 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   }
   const CubicPoint p{a, b, in.h, number_of(y2(in.klo)), number_of(y2(in.khi)), number_of(y(in.klo)),
                      number_of(y(in.khi))};
-  const double v = arith::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<false>(p);
+  // Unchecked first: every operation takes a non-finite operand on to the
+  // result (none divides by a computed value), so a finite result means that
+  // no step failed.  Otherwise step by step, to raise where a step fails.
+  const double v = arith::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<arith::Unchecked<>>(p);
   if (std::isfinite(v)) [[likely]] return v;
-  // Step by step, to raise where the first step fails.
-  return add(add(mul(a, p.ylo), mul(b, p.yhi)),
-             div(mul(add(mul(sub(checked(cube(a)), a), p.y2lo), mul(sub(checked(cube(b)), b), p.y2hi)),
-                     mul(in.h, in.h)),
-                 6));
+  return cubic_value<arith::Checked>(p);
 }
 
 // Splint: the integral from poc to kon, by Simpson panels and closed-form

@@ -24,17 +24,11 @@ namespace detail {
 // The arithmetic of a stage, written once: checked (every operation raises
 // error 6 when its result is not finite) or raw (plain doubles on storage
 // whose positions are known to exist).
-struct CheckedOps {
-  static double add(double a, double b) { return arith::add(a, b); }
-  static double sub(double a, double b) { return arith::sub(a, b); }
-  static double mul(double a, double b) { return arith::mul(a, b); }
+struct CheckedOps : arith::Checked {
   template <class A>
   static double at(const A& a, int i) { return number_of(a(i)); }
 };
-struct RawOps {
-  static double add(double a, double b) { return a + b; }
-  static double sub(double a, double b) { return a - b; }
-  static double mul(double a, double b) { return a * b; }
+struct RawOps : arith::Unchecked<> {
   template <class A>
   static double at(const A& a, int i) { return const_cast<A&>(a).at_unchecked(i); }
 };
