@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "component/cpu.hpp"
 #include "kor/error.hpp"
 
 namespace kor::arith {
@@ -32,24 +33,10 @@ inline double div(double a, double b) {
   return checked(a / b);
 }
 
-// Processors with a fused multiply-add compute an exact product in two
-// instructions.  Code for them is compiled beside the portable code with
-// KOR_FUSED (a function attribute) and chosen at run time by
-// has_fused_multiply_add().
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
-#define KOR_FUSED [[gnu::target("fma")]]
-inline bool has_fused_multiply_add() {
-  static const bool yes = (__builtin_cpu_init(), __builtin_cpu_supports("fma"));
-  return yes;
-}
-#else
-#define KOR_FUSED
-inline bool has_fused_multiply_add() { return false; }
-#endif
-
 namespace detail {
 
-// a * b = hi + lo exactly: by a fused multiply-add, or by Dekker's product
+// a * b = hi + lo exactly: by a fused multiply-add (in code compiled with
+// KOR_FUSED, run where cpu::has_fused_multiply_add()), or by Dekker's product
 // (each factor split into halves of 26 bits, whose products are exact).
 // Valid while neither the factors nor the error term leave the normal range.
 template <bool kFused>

@@ -260,7 +260,7 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   // Unchecked first: every operation takes a non-finite operand on to the
   // result (none divides by a computed value), so a finite result means that
   // no step failed.  Otherwise step by step, to raise where a step fails.
-  const double v = arith::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<arith::Unchecked<>>(p);
+  const double v = cpu::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<arith::Unchecked<>>(p);
   if (std::isfinite(v)) [[likely]] return v;
   return cubic_value<arith::Checked>(p);
 }

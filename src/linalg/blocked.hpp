@@ -33,6 +33,7 @@
 #include <vector>
 
 #include "component/arith.hpp"
+#include "component/cpu.hpp"
 #include "linalg/kernels.hpp"
 
 namespace kor::linalg::detail {
@@ -50,7 +51,7 @@ inline constexpr int kMr = 8;
 inline constexpr int kNr = 4;
 
 // One kMr x kNr tile held in registers over the whole panel.
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#if KOR_X86_FEATURES
 __attribute__((target("avx2"))) inline void tile_avx2(double* c, std::size_t ldc, const double* f, std::size_t ldf,
                                                       const double* u, int kc) {
   typedef double v4 __attribute__((vector_size(32)));
@@ -85,15 +86,11 @@ __attribute__((target("avx2"))) inline void sub_scaled_avx2(double* dst, const d
   }
   for (; t < count; ++t) dst[t] = dst[t] - src[t] * s;
 }
-inline bool has_avx2() {
-  static const bool yes = __builtin_cpu_supports("avx2");
-  return yes;
-}
 #else
 inline void tile_avx2(double*, std::size_t, const double*, std::size_t, const double*, int) {}
 inline void sub_scaled_avx2(double*, const double*, double, int) {}
-inline bool has_avx2() { return false; }
 #endif
+using cpu::has_avx2;
 
 // dst[t] = dst[t] - src[t] * s for t < count, in the widest registers the processor has.
 inline void sub_scaled_wide(double* dst, const double* src, double s, int count) {
@@ -298,7 +295,7 @@ inline BlockedOutcome gauss_blocked(int n, int ncol, double* a, std::size_t ld, 
 // solved again in that order, raising where it raises.
 inline constexpr int kBackCols = 32;
 
-#if defined(__GNUC__) && (defined(__x86_64__) || defined(__i386__))
+#if KOR_X86_FEATURES
 // t: n rows of kBackCols values; c: C by rows.
 __attribute__((target("avx2"))) inline void back_substitute_avx2(double* t, int n, const double* c) {
   typedef double v4 __attribute__((vector_size(32)));
