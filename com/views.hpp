@@ -62,6 +62,16 @@ inline void swap_cells(VARIANT& a, VARIANT& b) noexcept {
 // The evaluator's view of a table or vector cell.
 bool cell_is_name(const VARIANT& cell, std::string_view upper_name);
 inline double cell_number(const VARIANT& cell) { return number_of(cell); }
+// A cell's number where reading it can neither fail nor run client code: its
+// own Double, Integer or Long.
+inline bool cell_plain_number(const VARIANT& cell, double& out) noexcept {
+  switch (cell.vt) {
+    case VT_R8: out = cell.dblVal; return true;
+    case VT_I2: out = cell.iVal; return true;
+    case VT_I4: out = cell.lVal; return true;
+    default: return false;
+  }
+}
 // A cell of a text array (Rov): a string; Null is error 94, anything else 13.
 std::string text_of(const VARIANT& cell);
 

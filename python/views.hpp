@@ -41,6 +41,12 @@ void assign_count(ObjectCell& c, std::int32_t n);
 inline void swap_cells(ObjectCell& a, ObjectCell& b) noexcept { std::swap(a.p, b.p); }
 bool cell_is_name(const ObjectCell& c, std::string_view upper_name);
 inline double cell_number(const ObjectCell& c) { return number_of(c); }
+// A cell's number where reading it can neither fail nor run Python code.
+inline bool cell_plain_number(const ObjectCell& c, double& out) noexcept {
+  if (!c.p || !PyFloat_CheckExact(c.p)) return false;
+  out = PyFloat_AS_DOUBLE(c.p);
+  return true;
+}
 // The library's own overloads stay in view here.
 using kor::assign_number, kor::assign_status, kor::assign_value, kor::cell_value, kor::int16_of, kor::int32_of,
     kor::is_missing, kor::number_of, kor::swap_cells;

@@ -59,6 +59,12 @@ FAULTS = [
     ("compiled texts", "src/interpreter/program.hpp", "(shared_ || table_ == &pr)", "(shared_ || table_ != nullptr)", 1),
     ("compiled texts", "src/interpreter/program.hpp", "if (!y.contains(k)) return false;", "", 1),
     ("compiled texts", "src/interpreter/program.hpp", "steps_.back().guard = s.level;", "steps_.back().guard = -3;", 1),
+    ("compiled texts", "src/interpreter/program.hpp", "if (!cell_plain_number(cell, v) || ",
+     "if ((v = cell_number(cell), false) || ", 1),
+    ("compiled texts", "src/interpreter/program.hpp", " || (s.guard && is_error_value(v))) return false;",
+     ") return false;", 1),
+    ("compiled texts", "src/interpreter/program.hpp", "registers_[static_cast<std::size_t>(s.b)] == 2.0)",
+     "registers_[static_cast<std::size_t>(s.b)] >= 2.0)", 1),
     ("interpreted solvers", "src/interpreter/interpreted.hpp", "      busy = true;\n", "      busy = false;\n", 1),
     # Gaussian elimination: the checked order and the fast paths.
     ("gauss", "src/linalg/gauss.hpp", "if (big < kGaussPivotMin) {", "if (big <= kGaussPivotMin) {", 1),

@@ -16,6 +16,15 @@ inline bool cell_is_name(const Variant& cell, std::string_view upper_name) {
 
 inline double cell_number(const Variant& cell) { return cell.to_double(); }
 
+// A cell's number where reading it can neither fail nor convert a text.
+inline bool cell_plain_number(const Variant& cell, double& out) noexcept {
+  if (cell.type() == Variant::Type::Double || cell.type() == Variant::Type::Integer) {
+    out = cell.to_double();
+    return true;
+  }
+  return false;
+}
+
 // A text of the interpreted solvers' equation array.
 inline const std::string& text_of(const std::string& cell) { return cell; }
 

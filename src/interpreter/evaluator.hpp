@@ -21,6 +21,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <string>
 #include <stdexcept>
 #include <string_view>
@@ -189,49 +190,69 @@ inline Fn function_id(std::string_view name) {
   return Fn::Unknown;
 }
 
-// The value of function f (named `name` in the text) at x, or the error value.
-inline double apply_function(Fn f, std::string_view name, double x, std::int16_t ipok) {
-  switch (f) {
-    case Fn::Exp: return arith::exp(x);
-    case Fn::Sqr:
-      if (x > 0) return std::sqrt(x);
-      // Zero is rejected too: clients rely on it.
-      if (ipok >= 0) ShowMessage("Odmocnina: záporný argument " + convert::str(x), style::kCritical, kTitle);
-      return kErrorValue;
-    case Fn::Ln: return x > 0 ? std::log(x) : kErrorValue;
-    case Fn::Log: return x > 0 ? std::log(x) / std::log(10.0) : kErrorValue;
-    case Fn::Sin: return std::sin(x);
-    case Fn::Cos: return std::cos(x);
-    case Fn::Tan: return std::tan(x);
-    case Fn::Atn: return std::atan(x);
-    case Fn::Asn:
+// The functions whose value depends on the argument alone, in the order of
+// Fn.  SQR (which may show a message) and unknown names have none.
+using Unary = double (*)(double);
+inline constexpr Unary kUnary[] = {
+    /* Exp */ [](double x) { return arith::exp(x); },
+    /* Sqr */ nullptr,
+    /* Ln */ [](double x) { return x > 0 ? std::log(x) : kErrorValue; },
+    /* Log */ [](double x) { return x > 0 ? std::log(x) / std::log(10.0) : kErrorValue; },
+    /* Sin */ [](double x) { return std::sin(x); },
+    /* Cos */ [](double x) { return std::cos(x); },
+    /* Tan */ [](double x) { return std::tan(x); },
+    /* Atn */ [](double x) { return std::atan(x); },
+    /* Asn */
+    [](double x) {
       if (std::abs(x) > 1) return kErrorValue;
       // Only the neighbourhood of +1 is special: x = -1 divides by zero.
       if (std::abs(x - 1) < 1e-6) return ((x > 0) - (x < 0)) * kPi / 2;
       return std::atan(arith::div(x, std::sqrt(1 - x * x)));
-    case Fn::Acs:
+    },
+    /* Acs */
+    [](double x) {
       if (std::abs(x) > 1) return kErrorValue;
       if (std::abs(x) < 1e-6) return kPi / 2;
       // A negative x gives a negative angle, not the principal arc cosine.
       return std::atan(arith::div(std::sqrt(1 - x * x), x));
-    case Fn::Sinh: return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), 2);
-    case Fn::Cosh: return arith::div(arith::add(arith::exp(x), arith::exp(-x)), 2);
-    case Fn::Tanh:
+    },
+    /* Sinh */ [](double x) { return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), 2); },
+    /* Cosh */ [](double x) { return arith::div(arith::add(arith::exp(x), arith::exp(-x)), 2); },
+    /* Tanh */
+    [](double x) {
       return arith::div(arith::sub(arith::exp(x), arith::exp(-x)), arith::add(arith::exp(-x), arith::exp(x)));
-    case Fn::Cotgh:
+    },
+    /* Cotgh */
+    [](double x) {
       return arith::div(arith::add(arith::exp(x), arith::exp(-x)), arith::sub(arith::exp(x), arith::exp(-x)));
-    case Fn::Sgn: return (x > 0) - (x < 0);
-    case Fn::Fix: return std::trunc(x);
-    case Fn::Int: return std::floor(x);
-    case Fn::Rad: {
+    },
+    /* Sgn */ [](double x) -> double { return (x > 0) - (x < 0); },
+    /* Fix */ [](double x) { return std::trunc(x); },
+    /* Int */ [](double x) { return std::floor(x); },
+    /* Rad */
+    [](double x) {
       // Mod rounds to a whole number first: fractional degrees are lost.
       const std::int32_t whole = convert::to_int32(x);
       return (static_cast<double>(whole % 360) / 180) * kPi;
-    }
-    case Fn::Deg: return (x / kPi) * 180;
-    case Fn::Eq: return x;
-    case Fn::Unknown: break;
-  }
+    },
+    /* Deg */ [](double x) { return (x / kPi) * 180; },
+    /* Eq */ [](double x) { return x; },
+};
+static_assert(std::size(kUnary) == static_cast<std::size_t>(Fn::Unknown));
+
+inline Unary unary(Fn f) { return f == Fn::Unknown ? nullptr : kUnary[static_cast<std::size_t>(f)]; }
+
+// SQR: zero is rejected too, clients rely on it.
+inline double square_root(double x, std::int16_t ipok) {
+  if (x > 0) return std::sqrt(x);
+  if (ipok >= 0) ShowMessage("Odmocnina: záporný argument " + convert::str(x), style::kCritical, kTitle);
+  return kErrorValue;
+}
+
+// The value of function f (named `name` in the text) at x, or the error value.
+inline double apply_function(Fn f, std::string_view name, double x, std::int16_t ipok) {
+  if (const Unary u = unary(f)) return u(x);
+  if (f == Fn::Sqr) return square_root(x, ipok);
   if (ipok >= 0) ShowMessage("Neznámá fce: " + std::string(name), style::kCritical, "Interp");
   return kErrorValue;
 }

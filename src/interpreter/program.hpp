@@ -53,8 +53,10 @@ decltype(auto) present_cell(const A& a, std::int32_t i, std::int32_t j) {
 struct Step {
   enum Kind : std::uint8_t {
     Constant, LoadRow, LoadIndex, Guard, Negate, Binary, Function, CounterMessage,
-    // Binary steps of the replay, one kind per operator (one dispatch per step).
-    Add, Subtract, Multiply, Divide, Power
+    // Steps of the replay, one kind per operation (one dispatch per step):
+    // the operators, a power of two written out, a function of the argument
+    // alone (through `fn`) and SQR.
+    Add, Subtract, Multiply, Divide, Power, Square, Call, Root
   };
   Kind kind;
   char op = 0;              // Binary: the operator
@@ -64,6 +66,7 @@ struct Step {
   std::int32_t index = 0;   // LoadRow: table row; LoadIndex: vector position; Function, CounterMessage: text
   double value = 0;         // Constant
   std::int16_t guard = 0;   // LoadRow, LoadIndex, Function: the status when the value is the error value
+  Unary fn = nullptr;       // Call: the function
 };
 
 class Program {
@@ -132,13 +135,39 @@ class Program {
     steps_.clear();
     for (Step& s : kept) {
       if (s.kind == Step::Binary) s.kind = binary_kind(s.op);
+      // x^2 is the checked product x*x whatever x is (arith::pow).
+      if (s.kind == Step::Power && is_fixed(s.b) && registers_[static_cast<std::size_t>(s.b)] == 2.0)
+        s.kind = Step::Square;
+      if (s.kind == Step::Function) {
+        const Fn f = static_cast<Fn>(s.op);
+        if ((s.fn = unary(f))) s.kind = Step::Call;
+        if (f == Fn::Sqr) s.kind = Step::Root;
+      }
       if (s.kind == Step::Guard && !steps_.empty() && steps_.back().dst == s.a && steps_.back().guard == 0 &&
           (steps_.back().kind == Step::LoadRow || steps_.back().kind == Step::LoadIndex ||
-           steps_.back().kind == Step::Function)) {
+           steps_.back().kind == Step::Function || steps_.back().kind == Step::Call ||
+           steps_.back().kind == Step::Root)) {
         steps_.back().guard = s.level;
         continue;
       }
       steps_.push_back(s);
+    }
+    split_reads();
+  }
+
+  // Reads ahead of the computation are the same reads as in order unless a
+  // step between may run client code and go on: a message that does not end
+  // the evaluation (the counter's, or SQR's and an unknown name's without
+  // their guard).  A step that raises ends it, so an early read is not seen.
+  void split_reads() {
+    read_ahead_ = std::none_of(steps_.begin(), steps_.end(), [](const Step& s) {
+      return s.kind == Step::CounterMessage ||
+             ((s.kind == Step::Root || s.kind == Step::Function) && s.guard == 0);
+    });
+    for (const Step& s : steps_) {
+      if (s.kind == Step::LoadRow) row_reads_.push_back(s);
+      else if (s.kind == Step::LoadIndex) index_reads_.push_back(s);
+      else computing_.push_back(s);
     }
   }
 
@@ -155,41 +184,8 @@ class Program {
   // The replay: ipok is the message level in, the status or position out.
   template <class Table, class Vector>
   double run(std::int16_t& ipok, const Table& pr, const Vector& y) {
-    double* r = registers_.data();
-    const std::int16_t entry = ipok;
-    for (const Step& s : steps_) {
-      switch (s.kind) {
-        case Step::Constant: r[s.dst] = s.value; break;
-        case Step::LoadRow:
-          r[s.dst] = cell_number(present_cell(pr, s.index, 2));
-          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
-          break;
-        case Step::LoadIndex:
-          r[s.dst] = cell_number(present_cell(y, s.index));
-          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
-          break;
-        case Step::Guard:
-          if (is_error_value(r[s.a])) return fail(ipok, s.level);
-          break;
-        case Step::Negate: r[s.dst] = -r[s.a]; break;
-        case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
-        case Step::Add: r[s.dst] = arith::add(r[s.a], r[s.b]); break;
-        case Step::Subtract: r[s.dst] = arith::sub(r[s.a], r[s.b]); break;
-        case Step::Multiply: r[s.dst] = arith::mul(r[s.a], r[s.b]); break;
-        case Step::Divide: r[s.dst] = arith::div(r[s.a], r[s.b]); break;
-        case Step::Power: r[s.dst] = arith::pow(r[s.a], r[s.b]); break;
-        case Step::Function:
-          r[s.dst] = apply_function(static_cast<Fn>(s.op), texts_[static_cast<std::size_t>(s.index)], r[s.a],
-                                    s.inherited ? entry : s.level);
-          if (s.guard && is_error_value(r[s.dst])) return fail(ipok, s.guard);
-          break;
-        case Step::CounterMessage:
-          ShowMessage(texts_[static_cast<std::size_t>(s.index)], style::kCritical, kTitle);
-          break;
-      }
-    }
-    ipok = position_;
-    return r[result_];
+    if (read_ahead_ && read_variables(pr, y)) return execute(computing_, ipok, pr, y);
+    return execute(steps_, ipok, pr, y);
   }
 
   std::size_t size() const { return steps_.size(); }
@@ -198,6 +194,10 @@ class Program {
   // run(), marked as running while it runs.
   template <class Table, class Vector>
   double replay(std::int16_t& ipok, const Table& pr, const Vector& y) {
+    if (steps_.empty()) {  // a text of constants alone: its value is known
+      ipok = position_;
+      return registers_[static_cast<std::size_t>(result_)];
+    }
     struct Mark {
       bool& flag;
       explicit Mark(bool& f) : flag(f) { flag = true; }
@@ -211,6 +211,77 @@ class Program {
     ipok = status;
     return kErrorValue;
   }
+  // The steps in order: every read, computation and check where the scan
+  // does it.
+  template <class Table, class Vector>
+  double execute(const std::vector<Step>& steps, std::int16_t& ipok, const Table& pr, const Vector& y) {
+    double* r = registers_.data();
+    const std::int16_t entry = ipok;
+    auto guarded = [&](const Step& s, double v) {
+      r[s.dst] = v;
+      return s.guard && is_error_value(v);
+    };
+    for (const Step& s : steps) {
+      switch (s.kind) {
+        case Step::Constant: r[s.dst] = s.value; break;
+        case Step::LoadRow:
+          if (guarded(s, cell_number(present_cell(pr, s.index, 2)))) return fail(ipok, s.guard);
+          break;
+        case Step::LoadIndex:
+          if (guarded(s, cell_number(present_cell(y, s.index)))) return fail(ipok, s.guard);
+          break;
+        case Step::Guard:
+          if (is_error_value(r[s.a])) return fail(ipok, s.level);
+          break;
+        case Step::Negate: r[s.dst] = -r[s.a]; break;
+        case Step::Binary: r[s.dst] = apply(s.op, r[s.a], r[s.b]); break;
+        case Step::Add: r[s.dst] = arith::add(r[s.a], r[s.b]); break;
+        case Step::Subtract: r[s.dst] = arith::sub(r[s.a], r[s.b]); break;
+        case Step::Multiply: r[s.dst] = arith::mul(r[s.a], r[s.b]); break;
+        case Step::Divide: r[s.dst] = arith::div(r[s.a], r[s.b]); break;
+        case Step::Power: r[s.dst] = arith::pow(r[s.a], r[s.b]); break;
+        case Step::Square: r[s.dst] = arith::mul(r[s.a], r[s.a]); break;
+        case Step::Call:
+          if (guarded(s, s.fn(r[s.a]))) return fail(ipok, s.guard);
+          break;
+        case Step::Root:
+          if (guarded(s, square_root(r[s.a], s.inherited ? entry : s.level))) return fail(ipok, s.guard);
+          break;
+        case Step::Function:
+          if (guarded(s, apply_function(static_cast<Fn>(s.op), texts_[static_cast<std::size_t>(s.index)], r[s.a],
+                                        s.inherited ? entry : s.level)))
+            return fail(ipok, s.guard);
+          break;
+        case Step::CounterMessage:
+          ShowMessage(texts_[static_cast<std::size_t>(s.index)], style::kCritical, kTitle);
+          break;
+      }
+    }
+    ipok = position_;
+    return r[result_];
+  }
+
+  // The variables' values into their registers, before the other steps:
+  // false, having changed nothing that matters, when a cell needs a
+  // conversion (which may fail, or run client code) or holds the error value
+  // where the scan would stop; the steps then run in order.
+  template <class Table, class Vector>
+  bool read_variables(const Table& pr, const Vector& y) {
+    double* r = registers_.data();
+    for (const Step& s : row_reads_)
+      if (!read_plain(present_cell(pr, s.index, 2), s, r)) return false;
+    for (const Step& s : index_reads_)
+      if (!read_plain(present_cell(y, s.index), s, r)) return false;
+    return true;
+  }
+  template <class Cell>
+  static bool read_plain(const Cell& cell, const Step& s, double* r) {
+    double v;
+    if (!cell_plain_number(cell, v) || (s.guard && is_error_value(v))) return false;
+    r[s.dst] = v;
+    return true;
+  }
+
   std::int32_t next() { return registers_count_++; }
   std::int32_t emit(const Step& s) {
     steps_.push_back(s);
@@ -238,6 +309,9 @@ class Program {
   }
 
   std::vector<Step> steps_;
+  // steps_ apart: the reads of table rows and vector positions, and the rest.
+  std::vector<Step> row_reads_, index_reads_, computing_;
+  bool read_ahead_ = false;
   std::vector<std::string> texts_;
   std::vector<std::int32_t> rows_, indices_;
   std::vector<double> registers_;

@@ -169,15 +169,17 @@ TEST(InterpGenerated, TokenSoupEndsWellAndCompiledTextsReplayTheScan) {
   const VariantArray table =
       VariantArray::from_rows({{"X", 2.0}, {"Z1", -1.5}, {"Z2", 0.25}, {"NEG", -9999.0}, {"S", "3"}});
   std::uniform_real_distribution<double> u(-3, 3);
-  const double specials[] = {0.0, -9999.0, 1e300, -1.0, 1.0};
-  const int known[] = {err::kInvalidCall, err::kOverflow, err::kSubscript, err::kDivisionByZero};
+  // Texts and whole numbers too: a replay reads a text (and fails on one that
+  // is no number) at the moment the scan does.
+  const Variant specials[] = {0.0, -9999.0, 1e300, -1.0, 1.0, "2.5", "x", Variant(short{3})};
+  const int known[] = {err::kInvalidCall, err::kOverflow, err::kSubscript, err::kDivisionByZero, err::kTypeMismatch};
   int values = 0, statuses = 0, errors = 0, replays = 0;
   for (int t = 0; t < 4000; ++t) {
     const std::string text = token_soup(rng);
     interpreter::CompiledText<VariantArray, VariantArray> program(text);
     VariantArray y = VariantArray::from({0.5, 1.5, -2.0}, 0);
     for (int round = 0; round < 8; ++round) {
-      for (int k = 0; k <= 2; ++k) y(k) = Variant(rng() % 6 == 0 ? specials[rng() % std::size(specials)] : u(rng));
+      for (int k = 0; k <= 2; ++k) y(k) = rng() % 6 == 0 ? specials[rng() % std::size(specials)] : Variant(u(rng));
       const auto level = static_cast<std::int16_t>(static_cast<int>(rng() % 5) - 2);
       const bool replay = program.compiled();
       const Outcome scan = observe(level, [&](std::int16_t& ipok) { return Interpret().Interp(text, ipok, table, y).to_double(); });
@@ -220,6 +222,44 @@ TEST(InterpGenerated, AReplayNeedsTheTableItWasCompiledWithAndEveryPositionItRea
   const Message not_filled{"Nenaplněno pole proměnná - hodnota!", 16, "Interpret"};
   EXPECT_EQ(eval(first, y1), (Outcome{-9999.0, -2, 0, {not_filled}}));
   EXPECT_EQ(eval(swapped, y3).value, -30.0);
+}
+
+TEST(InterpGenerated, AReplayReadsEachVariableWhenTheScanDoes) {
+  // Compiled with plain values, then replayed with an operation that fails
+  // before a cell that is no number, the error value or a text: the first
+  // fault in the order of the text is the one reported.
+  struct Case {
+    const char* text;
+    double a, b;
+    Variant y1;
+    Outcome expected;
+  };
+  const Case cases[] = {
+      {"A/B+Y[1]", 1, 0, "x", {0, 0, err::kDivisionByZero, {}}},
+      {"A*A+Y[1]", 1e300, 1, "x", {0, 0, err::kOverflow, {}}},
+      {"A*A+Y[1]", 1e300, 1, -9999.0, {0, 0, err::kOverflow, {}}},
+      {"Y[1]+A/B", 1, 0, "x", {0, 0, err::kTypeMismatch, {}}},
+      {"Y[1]+A/B", 1, 0, -9999.0, {-9999.0, -2, 0, {}}},
+      {"A/B+Y[1]", 3, 2, "2.5", {4.0, 10, 0, {}}},
+      {"A/B+Y[1]", 3, 2, Variant(short{-1}), {0.5, 10, 0, {}}},
+  };
+  for (const Case& c : cases) {
+    VariantArray table = VariantArray::from_rows({{"A", 1.0}, {"B", 1.0}});
+    VariantArray y = VariantArray::from({0.0, 1.0}, 0);
+    interpreter::CompiledText<VariantArray, VariantArray> text(c.text);
+    std::int16_t ipok = 0;
+    text.evaluate(ipok, table, y);
+    ASSERT_TRUE(text.compiled()) << c.text;
+    table(1, 2) = c.a;
+    table(2, 2) = c.b;
+    y(1) = c.y1;
+    const Outcome fast = observe(-1, [&](std::int16_t& level) { return text.evaluate(level, table, y); });
+    const Outcome scan = observe(-1, [&](std::int16_t& level) { return Interpret().Interp(c.text, level, table, y).to_double(); });
+    Outcome expected = c.expected;
+    if (expected.error) expected.ipok = -1;  // a raise leaves the level as it was and no value
+    EXPECT_EQ(scan, expected) << c.text << ": " << scan.value << " status " << scan.ipok << " error " << scan.error;
+    EXPECT_EQ(fast, scan) << c.text << ": " << fast.value << " status " << fast.ipok << " error " << fast.error;
+  }
 }
 
 }  // namespace
