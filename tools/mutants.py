@@ -58,6 +58,7 @@ FAULTS = [
     ("compiled texts", "src/interpreter/program.hpp", "s.inherited ? entry : s.level", "s.level", 1),
     ("compiled texts", "src/interpreter/program.hpp", "(shared_ || table_ == &pr)", "(shared_ || table_ != nullptr)", 1),
     ("compiled texts", "src/interpreter/program.hpp", "if (!y.contains(k)) return false;", "", 1),
+    ("compiled texts", "src/interpreter/program.hpp", "if (!y.contains(s.index)) return Read::Missing;", "", 1),
     ("compiled texts", "src/interpreter/program.hpp", "steps_.back().guard = s.level;", "steps_.back().guard = -3;", 1),
     ("compiled texts", "src/interpreter/program.hpp", "if (!cell_plain_number(cell, v) || ",
      "if ((v = cell_number(cell), false) || ", 1),

@@ -171,7 +171,7 @@ class Program {
     }
   }
 
-  // Whether every position the program reads exists (checked once per replay).
+  // Whether every position the program reads exists.
   template <class Table, class Vector>
   bool fits(const Table& pr, const Vector& y) const {
     for (std::int32_t r : rows_)
@@ -181,29 +181,34 @@ class Program {
     return true;
   }
 
-  // The replay: ipok is the message level in, the status or position out.
-  template <class Table, class Vector>
-  double run(std::int16_t& ipok, const Table& pr, const Vector& y) {
-    if (read_ahead_ && read_variables(pr, y)) return execute(computing_, ipok, pr, y);
-    return execute(steps_, ipok, pr, y);
-  }
-
   std::size_t size() const { return steps_.size(); }
   bool running() const { return running_; }
 
-  // run(), marked as running while it runs.
+  // The replay, marked as running while it runs, when every position the
+  // program reads exists: ipok is the message level in, the status or
+  // position out.  False, having done nothing, when a position is missing.
   template <class Table, class Vector>
-  double replay(std::int16_t& ipok, const Table& pr, const Vector& y) {
+  bool replay(std::int16_t& ipok, const Table& pr, const Vector& y, double& value) {
     if (steps_.empty()) {  // a text of constants alone: its value is known
       ipok = position_;
-      return registers_[static_cast<std::size_t>(result_)];
+      value = registers_[static_cast<std::size_t>(result_)];
+      return true;
+    }
+    const std::vector<Step>* steps = &steps_;
+    if (read_ahead_) {
+      const Read read = read_variables(pr, y);
+      if (read == Read::Missing) return false;
+      if (read == Read::Done) steps = &computing_;
+    } else if (!fits(pr, y)) {
+      return false;
     }
     struct Mark {
       bool& flag;
       explicit Mark(bool& f) : flag(f) { flag = true; }
       ~Mark() { flag = false; }
     } mark(running_);
-    return run(ipok, pr, y);
+    value = execute(*steps, ipok, pr, y);
+    return true;
   }
 
  private:
@@ -261,18 +266,23 @@ class Program {
     return r[result_];
   }
 
-  // The variables' values into their registers, before the other steps:
-  // false, having changed nothing that matters, when a cell needs a
+  // The variables' values into their registers, before the other steps.
+  // InOrder, having changed nothing that matters, when a cell needs a
   // conversion (which may fail, or run client code) or holds the error value
-  // where the scan would stop; the steps then run in order.
+  // where the scan would stop: the steps then run in order.
+  enum class Read { Done, InOrder, Missing };
   template <class Table, class Vector>
-  bool read_variables(const Table& pr, const Vector& y) {
+  Read read_variables(const Table& pr, const Vector& y) {
     double* r = registers_.data();
-    for (const Step& s : row_reads_)
-      if (!read_plain(present_cell(pr, s.index, 2), s, r)) return false;
-    for (const Step& s : index_reads_)
-      if (!read_plain(present_cell(y, s.index), s, r)) return false;
-    return true;
+    for (const Step& s : row_reads_) {
+      if (!pr.contains(s.index, 2)) return Read::Missing;
+      if (!read_plain(present_cell(pr, s.index, 2), s, r)) return fits(pr, y) ? Read::InOrder : Read::Missing;
+    }
+    for (const Step& s : index_reads_) {
+      if (!y.contains(s.index)) return Read::Missing;
+      if (!read_plain(present_cell(y, s.index), s, r)) return fits(pr, y) ? Read::InOrder : Read::Missing;
+    }
+    return Read::Done;
   }
   template <class Cell>
   static bool read_plain(const Cell& cell, const Step& s, double* r) {
@@ -349,8 +359,9 @@ class CompiledText {
   double evaluate(std::int16_t& ipok, const Table& pr, const Vector& y) {
     // A program is replayed by one evaluation at a time: a message shown
     // during a replay could lead the host into another evaluation of the text.
-    if (program_ && !program_->running() && (shared_ || table_ == &pr) && program_->fits(pr, y))
-      return program_->replay(ipok, pr, y);
+    double value;
+    if (program_ && !program_->running() && (shared_ || table_ == &pr) && program_->replay(ipok, pr, y, value))
+      return value;
     if (attempts_ >= kMaxAttempts) return Evaluator<Table, Vector>(pr, y).Interp(text_, ipok);
     ++attempts_;
     Program recording;

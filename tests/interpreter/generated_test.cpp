@@ -209,7 +209,7 @@ TEST(InterpGenerated, TokenSoupEndsWellAndCompiledTextsReplayTheScan) {
 }
 
 TEST(InterpGenerated, AReplayNeedsTheTableItWasCompiledWithAndEveryPositionItReads) {
-  const VariantArray first = VariantArray::from_rows({{"A", 1.0}, {"B", 2.0}});
+  VariantArray first = VariantArray::from_rows({{"A", 1.0}, {"B", 2.0}});
   const VariantArray swapped = VariantArray::from_rows({{"B", 20.0}, {"A", 10.0}});
   const VariantArray y3 = VariantArray::from({0.0, 1.0, 2.0}, 0), y1 = VariantArray::from({0.0}, 0);
   interpreter::CompiledText<VariantArray, VariantArray> text("A-B*Y[2]");
@@ -222,6 +222,10 @@ TEST(InterpGenerated, AReplayNeedsTheTableItWasCompiledWithAndEveryPositionItRea
   const Message not_filled{"Nenaplněno pole proměnná - hodnota!", 16, "Interpret"};
   EXPECT_EQ(eval(first, y1), (Outcome{-9999.0, -2, 0, {not_filled}}));
   EXPECT_EQ(eval(swapped, y3).value, -30.0);
+  // The same when a cell holds a text, which is read where the scan reads it.
+  first(1, 2) = "1";
+  EXPECT_EQ(eval(first, y3).value, -3.0);
+  EXPECT_EQ(eval(first, y1), (Outcome{-9999.0, -2, 0, {not_filled}}));
 }
 
 TEST(InterpGenerated, AReplayReadsEachVariableWhenTheScanDoes) {
