@@ -112,6 +112,12 @@ struct RawMatrix {
 // raises and leaving what it leaves.  Every element sees the operations of
 // the row order in that order, so the results are the same bit for bit.
 inline constexpr int kSmallOrder = 16;
+// The loops of the sizes known when compiling unroll completely.
+#if defined(__GNUC__) && !defined(__clang__)
+#define KOR_UNROLL_SMALL _Pragma("GCC unroll 8")
+#else
+#define KOR_UNROLL_SMALL
+#endif
 inline constexpr int kSmallColumns = 32;
 
 // FixedN and FixedNcol, when not 0, are the sizes known when compiling
@@ -129,26 +135,27 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
   // every coefficient stays below 2^53, and the back substitution grows by
   // at most a factor 16 * 2^53 per row: below 2^910 after 16 rows.  Such
   // matrices need neither the copy nor the final scan.
-  unsigned large = 0;
-  for (int j = 1; j <= nc; ++j)
-    for (int i = 1; i <= n; ++i) large |= outside(at(i, j), 0x1p16);
-  const bool bounded = large == 0;
+  // Whether any value of the matrix is outside(limit): one pass when the
+  // columns follow each other.
+  auto any_beyond = [&](double limit) {
+    if (ld == static_cast<std::size_t>(n) * Step) return any_outside<Step>(a, n * nc, limit);
+    bool beyond = false;
+    for (int j = 1; j <= nc; ++j) beyond |= any_outside<Step>(&at(1, j), n, limit);
+    return beyond;
+  };
+  const bool bounded = !any_beyond(0x1p16);
   double kept[kSmallOrder * kSmallColumns];
   if (!bounded)
     for (int j = 1; j <= nc; ++j)
       for (int i = 1; i <= n; ++i) kept[(j - 1) * n + (i - 1)] = at(i, j);
-  auto out_of_range = [&] {
-    unsigned bad = 0;
-    for (int j = 1; j <= nc; ++j)
-      for (int i = 1; i <= n; ++i) bad |= outside(at(i, j), std::numeric_limits<double>::max());
-    return bad != 0;
-  };
+  auto out_of_range = [&] { return any_beyond(std::numeric_limits<double>::max()); };
   auto replay = [&] {
     for (int j = 1; j <= nc; ++j)
       for (int i = 1; i <= n; ++i) at(i, j) = kept[(j - 1) * n + (i - 1)];
     gauss_checked(static_cast<double>(n), at, static_cast<double>(ncol), id);
   };
   double f[kSmallOrder + 1];
+  KOR_UNROLL_SMALL
   for (int k = 1; k <= n; ++k) {
     const auto [big, p] = find_pivot(k, n, [&](int i) { return at(i, k); });
     if (big < kGaussPivotMin) {
@@ -159,24 +166,35 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     const double pivot = at(p, k);
     if (p != k)
       for (int j = k; j <= nc; ++j) std::swap(at(k, j), at(p, j));
-    // Left of the diagonal the row holds zeros (or values already out of
-    // range, which the final scan catches): their quotient is a zero with
-    // the sign of the division.
-    const bool pivot_negative = std::signbit(pivot);
-    for (int j = 1; j < k; ++j) {
-      const double x = at(k, j);
-      at(k, j) = x == 0 ? (std::signbit(x) != pivot_negative ? -0.0 : 0.0) : x / pivot;
-    }
+    // Left of the diagonal the row holds zeros, x - 1*x, or NaN where a
+    // value had already left the range (the final scan catches those): the
+    // quotient of a zero is the zero with the sign of the division, and a
+    // NaN stays one.
+    const std::uint64_t pivot_sign = arith::detail::bits_of(pivot) & 0x8000000000000000u;
+    KOR_UNROLL_SMALL
+    for (int j = 1; j < k; ++j) at(k, j) = arith::detail::double_of(arith::detail::bits_of(at(k, j)) ^ pivot_sign);
+    KOR_UNROLL_SMALL
     for (int j = k; j <= nc; ++j) at(k, j) = at(k, j) / pivot;
-    for (int i = k + 1; i <= n; ++i) f[i] = at(i, k);
-    for (int j = k; j <= nc; ++j) {
+    // Column k first, keeping the multipliers it held.
+    const double pkk = at(k, k);
+    KOR_UNROLL_SMALL
+    for (int i = k + 1; i <= n; ++i) {
+      const double x = at(i, k);
+      f[i] = x;
+      at(i, k) = x - pkk * x;
+    }
+    KOR_UNROLL_SMALL
+    for (int j = k + 1; j <= nc; ++j) {
       const double pk = at(k, j);
+      KOR_UNROLL_SMALL
       for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
     }
   }
+  KOR_UNROLL_SMALL
   for (int k = n - 1; k >= 1; --k)
     for (int m = 1; m <= ncol; ++m) {
       double x = at(k, n + m);
+      KOR_UNROLL_SMALL
       for (int i = k + 1; i <= n; ++i) x = x - at(k, i) * at(i, n + m);
       at(k, n + m) = x;
     }

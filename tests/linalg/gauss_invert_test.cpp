@@ -103,6 +103,9 @@ TEST(Gauss, HandWorkedSystemsThresholdsAndTies) {
   check_gauss(0, 1, {});
   // Negative pivots: the zeros left of the diagonal take the sign of their division.
   check_gauss(3, 1, {-2, 1, 0, 4, -3, 1, 1, 1, -5, 1, 2, 3});
+  // Every value either small and positive or large and negative: the back
+  // substitution overflows, -1.7e308 - (-1e5) * (-1.7e303).
+  check_gauss(2, 1, {1, 0, -1e5, 1, -1.7e308, -1.7e303});
 }
 
 TEST(Gauss, EverySizeAroundTheFastPathLimitsOverflowsAndSingularMatrices) {
@@ -123,6 +126,28 @@ TEST(Gauss, EverySizeAroundTheFastPathLimitsOverflowsAndSingularMatrices) {
       sing[u(1, 1)] = 3, sing[u(1, 2)] = 6;
       for (const Cells* m : {&rhs, &coef, &sing}) check_gauss(n, ncol, *m);
     }
+}
+
+TEST(Gauss, ASystemInTheUpperRowsOfALargerArray) {
+  // Three equations in a 4 x 4 array: the back substitution overflows in
+  // column 4 (x3 = -1.7e308, x2 = 1.7e308 - 1 * x3); row 4 is no part of the system.
+  const int n = 3;
+  const Cells system = {3, 0, 0, 1, 1, 0, 0, 1, 1, 0, 1.7e308, -1.7e308};
+  Cells want = system;
+  const int error = error_of([&] { gauss_reference(n, 1, want); });
+  ASSERT_EQ(error, err::kOverflow);
+  DoubleArray d(Bounds{1, 4}, Bounds{1, 4});
+  for (int j = 1; j <= 4; ++j) {
+    for (int i = 1; i <= n; ++i) d(i, j) = system[static_cast<std::size_t>((j - 1) * n + i - 1)];
+    d(4, j) = 7;
+  }
+  Variant id;
+  EXPECT_EQ(error_of([&] { Korvat::global().Gaussd(n, d, 1, id); }), err::kOverflow);
+  for (int j = 1; j <= 4; ++j) {
+    for (int i = 1; i <= n; ++i)
+      EXPECT_EQ(std::bit_cast<std::uint64_t>(d(i, j)), std::bit_cast<std::uint64_t>(want[static_cast<std::size_t>((j - 1) * n + i - 1)]));
+    EXPECT_EQ(d(4, j), 7.0);
+  }
 }
 
 // Invertd (small systems kept aside, larger ones walked by columns) against
