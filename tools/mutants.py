@@ -102,6 +102,8 @@ FAULTS = [
     ("invert", "src/linalg/invert.hpp", "if (number_of(c(i, k)) == 0) continue;", "", 1),
     ("invert small", "src/linalg/invert.hpp", "X(i, m) = (X(i, m) - s) / C(i, i);", "X(i, m) = (X(i, m) + s) / C(i, i);", 1),
     ("invert small", "src/linalg/invert.hpp", "if (std::abs(C(k, k)) <= ep) {", "if (std::abs(C(k, k)) < ep) {", 2),
+    ("invert small", "src/linalg/invert.hpp", "for (int i = 1; i <= n; ++i) bad |= any_outside(&C(i, 1), n, kMax);",
+     "for (int i = 1; i < n; ++i) bad |= any_outside(&C(i, 1), n, kMax);", 1),
     ("invert dense", "src/linalg/invert.hpp", "f[static_cast<std::size_t>(i)], n - k, kSafe);",
      "f[static_cast<std::size_t>(i)], n - k - 1, kSafe);", 1),
     ("invert dense", "src/linalg/invert.hpp", "const double w = live[static_cast<std::size_t>(i)] ? v : xj[i - 1];",

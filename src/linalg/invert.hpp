@@ -216,8 +216,12 @@ inline constexpr int kSmallInvert = 16;
 
 // Returns false when an operation went out of range (nothing is reported
 // then; the caller replays the checked order).
-template <class Status>
-bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id, double ep) {
+// FixedN, when not 0, is the order known when compiling (the loops of the
+// most common small matrices unroll completely).
+template <int FixedN, class Status>
+bool invert_small_sized(int n_given, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id,
+                        double ep) {
+  const int n = FixedN ? FixedN : n_given;
   double c[kSmallInvert][kSmallInvert];  // c[i-1][j-1]: rows contiguous
   double f[kSmallInvert + 1];
   auto X = [&](int i, int j) -> double& {
@@ -231,10 +235,12 @@ bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size
     }
   for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
   auto in_range = [&] {
-    unsigned bad = 0;
-    for (int i = 1; i <= n; ++i)
-      for (int j = 1; j <= n; ++j) bad |= outside(C(i, j), std::numeric_limits<double>::max()) | outside(X(i, j), std::numeric_limits<double>::max());
-    return bad == 0;
+    constexpr double kMax = std::numeric_limits<double>::max();
+    bool bad = false;
+    for (int i = 1; i <= n; ++i) bad |= any_outside(&C(i, 1), n, kMax);
+    if (ldx == static_cast<std::size_t>(n)) return !(bad | any_outside(x, n * n, kMax));
+    for (int j = 1; j <= n; ++j) bad |= any_outside(&X(1, j), n, kMax);
+    return !bad;
   };
   for (int k = 1; k <= n; ++k) {
     const int p = find_pivot(k, n, [&](int i) { return C(i, k); }).p;
@@ -272,6 +278,18 @@ bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size
   if (!in_range()) return false;
   assign_status(id, 0);
   return true;
+}
+
+template <class Status>
+bool invert_small(int n, const double* ap, std::size_t ldp, double* x, std::size_t ldx, Status& id, double ep) {
+  switch (n) {
+    case 2: return invert_small_sized<2>(n, ap, ldp, x, ldx, id, ep);
+    case 3: return invert_small_sized<3>(n, ap, ldp, x, ldx, id, ep);
+    case 4: return invert_small_sized<4>(n, ap, ldp, x, ldx, id, ep);
+    case 5: return invert_small_sized<5>(n, ap, ldp, x, ldx, id, ep);
+    case 6: return invert_small_sized<6>(n, ap, ldp, x, ldx, id, ep);
+    default: return invert_small_sized<0>(n, ap, ldp, x, ldx, id, ep);
+  }
 }
 
 // Address of a cell, as an integer to compare with the ends of an array.
