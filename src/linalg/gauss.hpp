@@ -112,13 +112,16 @@ struct RawMatrix {
 // raises and leaving what it leaves.  Every element sees the operations of
 // the row order in that order, so the results are the same bit for bit.
 inline constexpr int kSmallOrder = 16;
-// The loops of the sizes known when compiling unroll completely.
+inline constexpr int kSmallColumns = 32;
+// The loops of the sizes known when compiling unroll completely.  GCC then
+// warns about the copies of the steps beyond the order, which never run.
 #if defined(__GNUC__) && !defined(__clang__)
 #define KOR_UNROLL_SMALL _Pragma("GCC unroll 8")
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Waggressive-loop-optimizations"
 #else
 #define KOR_UNROLL_SMALL
 #endif
-inline constexpr int kSmallColumns = 32;
 
 // FixedN and FixedNcol, when not 0, are the sizes known when compiling
 // (the loops of the most common small systems unroll completely).
@@ -135,14 +138,7 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
   // every coefficient stays below 2^53, and the back substitution grows by
   // at most a factor 16 * 2^53 per row: below 2^910 after 16 rows.  Such
   // matrices need neither the copy nor the final scan.
-  // Whether any value of the matrix is outside(limit): one pass when the
-  // columns follow each other.
-  auto any_beyond = [&](double limit) {
-    if (ld == static_cast<std::size_t>(n) * Step) return any_outside<Step>(a, n * nc, limit);
-    bool beyond = false;
-    for (int j = 1; j <= nc; ++j) beyond |= any_outside<Step>(&at(1, j), n, limit);
-    return beyond;
-  };
+  auto any_beyond = [&](double limit) { return any_outside<Step>(a, n, nc, ld, limit); };
   const bool bounded = !any_beyond(0x1p16);
   double kept[kSmallOrder * kSmallColumns];
   if (!bounded)
@@ -177,7 +173,6 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     for (int j = k; j <= nc; ++j) at(k, j) = at(k, j) / pivot;
     // Column k first, keeping the multipliers it held.
     const double pkk = at(k, k);
-    KOR_UNROLL_SMALL
     for (int i = k + 1; i <= n; ++i) {
       const double x = at(i, k);
       f[i] = x;
@@ -186,7 +181,6 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     KOR_UNROLL_SMALL
     for (int j = k + 1; j <= nc; ++j) {
       const double pk = at(k, j);
-      KOR_UNROLL_SMALL
       for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
     }
   }
@@ -200,6 +194,10 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     }
   if (!bounded && out_of_range()) replay();
 }
+
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC diagnostic pop
+#endif
 
 template <std::size_t Step, class Status>
 void gauss_small(int n, int ncol, double* a, std::size_t ld, Status& id) {

@@ -236,11 +236,7 @@ bool invert_small_sized(int n_given, const double* ap, std::size_t ldp, double* 
   for (int i = 1; i <= n; ++i) X(i, i) = 1.0;
   auto in_range = [&] {
     constexpr double kMax = std::numeric_limits<double>::max();
-    bool bad = false;
-    for (int i = 1; i <= n; ++i) bad |= any_outside(&C(i, 1), n, kMax);
-    if (ldx == static_cast<std::size_t>(n)) return !(bad | any_outside(x, n * n, kMax));
-    for (int j = 1; j <= n; ++j) bad |= any_outside(&X(1, j), n, kMax);
-    return !bad;
+    return !(any_outside(&C(1, 1), n, n, kSmallInvert, kMax) | any_outside(x, n, n, ldx, kMax));
   };
   for (int k = 1; k <= n; ++k) {
     const int p = find_pivot(k, n, [&](int i) { return C(i, k); }).p;

@@ -29,6 +29,16 @@ inline bool any_outside(const double* x, int count, double limit) {
   return acc < 0;
 }
 
+// The same for a block of runs: cols runs of rows values (Step apart), the
+// runs ld apart; one pass when the runs follow each other.
+template <std::size_t Step = 1>
+inline bool any_outside(const double* a, int rows, int cols, std::size_t ld, double limit) {
+  if (ld == static_cast<std::size_t>(rows) * Step) return any_outside<Step>(a, rows * cols, limit);
+  bool beyond = false;
+  for (int j = 0; j < cols; ++j) beyond |= any_outside<Step>(a + static_cast<std::size_t>(j) * ld, rows, limit);
+  return beyond;
+}
+
 // The partial pivot of a column: among rows first..last, the first of the
 // largest magnitude (a strict comparison, so ties keep the upper row).  p is
 // 0 and big 0 when every candidate is zero; NaN is never chosen.
