@@ -200,11 +200,10 @@ void BM_Rkmd(benchmark::State& state) {
       k(1) = y(1);
       return;
     }
-    double yy[10], ff[10];
-    for (int i = 0; i < n; ++i) yy[i] = y(i + 1);
+    // The arrays' storage in place, as rkf45's client gets it (Y from 1,
+    // the method's own K from 0: both dense from position 1 on).
     int nn = n;
-    linear_rhs(x, yy, ff, &nn);
-    for (int i = 0; i < n; ++i) k(i + 1) = ff[i];
+    linear_rhs(x, &y(1), &k(1), &nn);
   };
   kor::FunctionObject g;
   g.define("FKT", fkt);

@@ -8,29 +8,15 @@
 #include <cstdint>
 #include <cstring>
 
+#include "component/range_scan.hpp"
+
 namespace kor::linalg::detail {
 
-// 1 when x is no finite number of magnitude at most limit (NaN included).
-inline unsigned outside(double x, double limit) { return !(std::abs(x) <= limit); }
+using ranges::any_outside;
+using ranges::outside;
 
-// Whether any of x[0], x[Step], ... (count values) is outside(limit).  On the
-// bits: the magnitude of a double orders as its bits without the sign (NaN
-// above infinity), so |x| > limit exactly when limit's bits minus those bits
-// is negative; the differences are ORed together, which vectorises.
-template <std::size_t Step = 1>
-inline bool any_outside(const double* x, int count, double limit) {
-  std::int64_t l, acc = 0;
-  std::memcpy(&l, &limit, sizeof l);
-  for (int t = 0; t < count; ++t) {
-    std::int64_t b;
-    std::memcpy(&b, x + static_cast<std::size_t>(t) * Step, sizeof b);
-    acc |= l - (b & 0x7fffffffffffffff);
-  }
-  return acc < 0;
-}
-
-// The same for a block of runs: cols runs of rows values (Step apart), the
-// runs ld apart; one pass when the runs follow each other.
+// Whether any value of a block is outside(limit): cols runs of rows values
+// (Step apart), the runs ld apart; one pass when the runs follow each other.
 template <std::size_t Step = 1>
 inline bool any_outside(const double* a, int rows, int cols, std::size_t ld, double limit) {
   if (ld == static_cast<std::size_t>(rows) * Step) return any_outside<Step>(a, rows * cols, limit);

@@ -9,15 +9,25 @@
 #pragma once
 
 #include <cmath>
-#include <vector>
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
 #include "component/flavour.hpp"
+#include "component/range_scan.hpp"
+
+// The step's helpers are inlined into its loop, so that the view stays in registers.
+#if defined(__GNUC__)
+#define KOR_LAMBDA_INLINE __attribute__((always_inline))
+#else
+#define KOR_LAMBDA_INLINE
+#endif
 
 namespace kor::solvers {
 
 inline constexpr double kRkmMinStep = 1e-5;
+// Within this magnitude in Y0, t and every K, no stage value and no error
+// estimate can overflow: the largest is |y0| + |t| * 12 * limit, about 1.2E301.
+inline constexpr double kRkmRawLimit = 1e150;
 
 namespace detail {
 
@@ -35,7 +45,7 @@ struct RawOps : arith::Unchecked<> {
 
 // Where the caller's Y holds doubles at 1..n, its double at position 1.
 template <class YArray>
-double* dense_from_one(YArray& y, int n) {
+KOR_ALWAYS_INLINE double* dense_from_one(YArray& y, int n) {
   if constexpr (dense_doubles<YArray>::value) {
     if (n >= 1 && n < 32767 && y.contains(1) && y.contains(n)) return &y.at_unchecked(1);
   }
@@ -61,7 +71,6 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   auto NN = [&] { return int16_of(nn); };
   const int own = NN();
   Array y0(upto(own)), k1(upto(own)), k2(upto(own)), k3(upto(own)), k4(upto(own)), k5(upto(own));
-  std::vector<double> next;  // the values of a stage before they are stored
   double delta = number_of(delta_arg);
   if (Flavour::is_double) {
     if (delta < 1e-15) delta = 1e-7;
@@ -74,39 +83,44 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   bool final_mode = !(number_of(star) <= 0);
   if (!final_mode) h = saved_step;
   auto XE = [&] { return number_of(xe); };
-  auto fkt = [&](Array& k) { client.call("FKT", nn, xb, y, k, zz); };
 
-  // The method's own array from position 1, where the variant flavour never looks.
-  auto raw = [](Array& a) -> double* {
-    if constexpr (Flavour::is_double) return &a.at_unchecked(1);
-    else return nullptr;
-  };
-  // The stage loops run on raw doubles where they can: the caller's Y
-  // dense at 1..n and n within the method's own arrays (FKT may change nn
-  // and, in C++, Y itself, so this is asked at every loop).
-  auto raw_y = [&]() -> double* {
+  // The double flavour's loops run on plain doubles where they can: Y dense
+  // at 1..n, with n within the method's own arrays and within every K of the
+  // step.  FKT may change nn and, in C++, re-dimension Y or the K it is
+  // given, so the view is taken again after every call; yd null sends the
+  // loops to the checked ones, which raise where a position is gone.
+  double* yd = nullptr;
+  int n = 0;
+  int k_reach = own;  // every K of this step holds 1..k_reach
+  // Whether every value the step has read so far (Y0, t and the K written,
+  // at 1..n) is within kRkmRawLimit, where no stage and no estimate can
+  // overflow: then the raw loops store their results as they go.
+  bool in_range = false;
+  auto look = [&]() KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
-      const int n = NN();
-      if (n <= own) return detail::dense_from_one(y, n);
+      const int before = n;
+      n = NN();
+      yd = n <= k_reach ? detail::dense_from_one(y, n) : nullptr;
+      in_range &= yd && n == before;
     }
-    return nullptr;
   };
-  // Y(i) = value(ops, i) for i = 1..n.  Raw, every value is computed first
-  // and stored when all are finite; a value that is not sends the stage to
-  // the checked loop, on Y as it was, which raises at the same operation
-  // with the same cells written.
-  auto stage = [&](auto value) {
+  auto fkt = [&](Array& k) KOR_LAMBDA_INLINE {
+    client.call("FKT", nn, xb, y, k, zz);
     if constexpr (Flavour::is_double) {
-      if (double* yd = raw_y()) {
-        const int n = NN();
-        if (next.size() < static_cast<std::size_t>(n)) next.resize(static_cast<std::size_t>(n));
-        double* values = next.data() - 1;
-        bool finite = true;
-        for (int i = 1; i <= n; ++i) finite &= std::isfinite(values[i] = value(detail::RawOps{}, i));
-        if (finite) {
-          for (int i = 1; i <= n; ++i) yd[i - 1] = values[i];
-          return;
-        }
+      if (!(k.contains(1) && k.contains(k_reach))) [[unlikely]] k_reach = k.contains(1) ? k.ubound() : 0;
+      look();
+      in_range = in_range && !ranges::any_outside(&k.at_unchecked(1), n, kRkmRawLimit);
+    }
+  };
+
+  // Y(i) = value(ops, i) for i = 1..n, raw where every value read is in
+  // range; otherwise checked, which raises at the operation that fails with
+  // the cells before it written.
+  auto stage = [&](auto value) KOR_LAMBDA_INLINE {
+    if constexpr (Flavour::is_double) {
+      if (in_range) {
+        for (int i = 1; i <= n; ++i) yd[i - 1] = value(detail::RawOps{}, i);
+        return;
       }
     }
     for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps{}, i));
@@ -122,11 +136,20 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     }
     const auto x0cell = cell_value(xb);  // a copy, not a reference
     const double x0 = number_of(x0cell);
-    if (double* yd = raw_y(); Flavour::is_double && yd)
-      for (int i = 0, n = NN(); i < n; ++i) raw(y0)[i] = yd[i];
-    else
+    k_reach = own;
+    look();
+    in_range = false;
+    if constexpr (Flavour::is_double) {
+      if (yd) {
+        double* copy = &y0.at_unchecked(1);
+        for (int i = 0; i < n; ++i) copy[i] = yd[i];
+        in_range = !ranges::any_outside(copy, n, kRkmRawLimit);
+      }
+    }
+    if (!(Flavour::is_double && yd))
       for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
+    in_range = in_range && !ranges::outside(t, kRkmRawLimit);
 
     assign_value(xb, x0cell);
     fkt(k1);
@@ -150,29 +173,24 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       return o.add(o.at(y0, i), o.mul(t, o.add(o.mul(2, o.at(k4, i)), o.mul(0.5, o.add(o.at(k5, i), o.at(k1, i))))));
     });
 
-    // The error estimate, the largest over the equations; a value that is
-    // not finite is met again by the checked loop, which raises at it.
+    // The error estimate, the largest over the equations.
     auto estimate = [&](auto o, int i) {
       return std::abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(k1, i)), o.mul(0.9, o.at(k3, i))), o.mul(0.8, o.at(k4, i))),
                             o.mul(0.1, o.at(k5, i))));
     };
     double e = 0;
+    auto largest = [&e](double ei) {
+      if (ei > e) e = ei;
+    };
     bool estimated = false;
     if constexpr (Flavour::is_double) {
-      bool finite = NN() <= own && NN() < 32767;
-      for (int i = 1, n = finite ? NN() : 0; i <= n; ++i) {
-        const double ei = estimate(detail::RawOps{}, i);
-        finite &= std::isfinite(ei);
-        if (ei > e) e = ei;
+      if (in_range) {
+        for (int i = 1; i <= n; ++i) largest(estimate(detail::RawOps{}, i));
+        estimated = true;
       }
-      estimated = finite;
-      if (!finite) e = 0;
     }
     if (!estimated)
-      for (int i : loop16(1, NN())) {
-        const double ei = estimate(detail::CheckedOps{}, i);
-        if (ei > e) e = ei;
-      }
+      for (int i : loop16(1, NN())) largest(estimate(detail::CheckedOps{}, i));
     e = mul(e, std::abs(t));
 
     if (e <= delta) {
@@ -183,8 +201,8 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
         continue;
       }
     } else {
-      if (double* yd = raw_y(); Flavour::is_double && yd)
-        for (int i = 0, n = NN(); i < n; ++i) yd[i] = raw(y0)[i];
+      if (Flavour::is_double && yd)
+        for (int i = 1; i <= n; ++i) assign_number(yd[i - 1], number_of(y0.at_unchecked(i)));
       else
         for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
       assign_value(xb, x0cell);
@@ -199,3 +217,5 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
 }
 
 }  // namespace kor::solvers
+
+#undef KOR_LAMBDA_INLINE

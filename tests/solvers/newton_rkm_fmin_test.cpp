@@ -166,15 +166,58 @@ TEST(Rkm, StepsFollowMersonsFormulasAndTheStepIsKeptBetweenCalls) {
 }
 
 TEST(Rkm, AStageThatOverflowsStopsAtItsEquationWithTheEarlierOnesWritten) {
-  // The whole interval first: t = 1/3; with FKT's K(2) = 2.5E307, Y(2) = 1.79E308
-  // + t K(2) overflows after Y(1) = 0 + t * 1 was written.
+  // The whole interval first: t = xe / 3; Y(2) + t K(2) overflows after
+  // Y(1) = 0 + t * 1 was written.  Either K(2) is large, or Y(2) is the
+  // largest double and t K(2) = 1E293 is more than half its last place.
+  struct Case {
+    double k2, y2, xe;
+  };
+  for (const Case& c : {Case{2.5e307, 1.79e308, 1}, Case{1e150, 1.7976931348623157e308, 3e143}}) {
+    FunctionObject g;
+    g.define("FKT", [&c](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) { k(1) = 1, k(2) = c.k2; });
+    DoubleArray y = DoubleArray::from({0.0, c.y2}), z(Bounds{1, 1});
+    double xb = 0, xe = c.xe;
+    Variant star = 1;
+    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
+    EXPECT_TRUE(y(1) == c.xe / 3 && y(2) == c.y2 && xb == 0) << y(1) << " " << y(2);
+  }
+}
+
+TEST(Rkm, AClientThatShrinksKIsAnErrorAtTheFirstPositionGone) {
+  // FKT leaves K with position 1 only: the first stage writes Y(1) = 0 + t * 1
+  // (t = 1/3, the whole interval first) and stops at K(2).
+  for (bool shrink_later : {false, true}) {
+    int calls = 0;
+    FunctionObject g;
+    g.define("FKT", [&](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
+      if (!shrink_later || ++calls == 2) k = DoubleArray::from({1.0});
+      else k(1) = 1, k(2) = 1;
+    });
+    DoubleArray y = DoubleArray::from({0.0, 1.0}), z(Bounds{1, 1});
+    double xb = 0, xe = 1;
+    Variant star = 1;
+    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kSubscript);
+    // The second call's stage: Y(1) = 0 + t * 0.5 * (1 + 1) = 1/3 as well.
+    EXPECT_TRUE(y(1) == 1.0 / 3 && y(2) == (shrink_later ? 1 + 1.0 / 3 : 1.0)) << y(1) << " " << y(2);
+  }
+}
+
+TEST(Rkm, AClientThatWidensNnMidStepGetsEveryNewPositionChecked) {
+  // nn = 2 at the start; the first FKT call narrows it to 1 and leaves
+  // K(2) = 1.7E308, the later calls widen it again.  Stage 4 reads
+  // 1.5 * K1(2), which overflows after Y(1) = t * ((1.5 - 4.5) + 6) = 1 was written.
+  int calls = 0;
   FunctionObject g;
-  g.define("FKT", [](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) { k(1) = 1, k(2) = 2.5e307; });
-  DoubleArray y = DoubleArray::from({0.0, 1.79e308}), z(Bounds{1, 1});
+  g.define("FKT", [&](Variant& nn, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
+    nn = ++calls == 1 ? 1 : 2;
+    k(1) = 1, k(2) = calls == 1 ? 1.7e308 : 0;
+  });
+  DoubleArray y = DoubleArray::from({0.0, 0.0}), z(Bounds{1, 1});
   double xb = 0, xe = 1;
   Variant star = 1;
   EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
-  EXPECT_TRUE(y(1) == 1.0 / 3 && y(2) == 1.79e308 && xb == 0);
+  EXPECT_EQ(calls, 4);
+  EXPECT_TRUE(y(1) == 1 && y(2) == 1.0 / 3 * (0.375 * 1.7e308 + 1.125 * 0)) << y(1) << " " << y(2);
 }
 
 // F of X(1..n), recording every point it is handed.
