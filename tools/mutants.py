@@ -102,6 +102,7 @@ FAULTS = [
     ("invert", "src/linalg/invert.hpp", "if (number_of(c(i, k)) == 0) continue;", "", 1),
     ("invert small", "src/linalg/invert.hpp", "X(i, m) = (X(i, m) - s) / C(i, i);", "X(i, m) = (X(i, m) + s) / C(i, i);", 1),
     ("invert small", "src/linalg/invert.hpp", "if (std::abs(C(k, k)) <= ep) {", "if (std::abs(C(k, k)) < ep) {", 2),
+    ("invert small", "src/linalg/invert.hpp", "s[t] = s[t] + C(i, j) * X(j, m + t);", "s[t] = s[t] + C(i, j) * X(j, m);", 1),
     ("invert small", "src/linalg/invert.hpp", "any_outside(&C(1, 1), n, n, kSmallInvert, kMax)",
      "any_outside(&C(1, 1), n, n - 1, kSmallInvert, kMax)", 1),
     ("invert dense", "src/linalg/invert.hpp", "f[static_cast<std::size_t>(i)], n - k, kSafe);",

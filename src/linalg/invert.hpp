@@ -265,7 +265,19 @@ bool invert_small_sized(int n_given, const double* ap, std::size_t ldp, double* 
         if (C(i, k) != 0) X(i, j) = X(i, j) - xk * f[i];
     }
   }
-  for (int m = 1; m <= n; ++m)
+  // The back substitution, kColumns columns at a time: each column's sums
+  // run in their own order, and the columns' chains of additions and
+  // divisions overlap instead of waiting for each other.
+  constexpr int kColumns = 4;
+  int m = 1;
+  for (; m + kColumns - 1 <= n; m += kColumns)
+    for (int i = n; i >= 1; --i) {
+      double s[kColumns] = {};
+      for (int j = i + 1; j <= n; ++j)
+        for (int t = 0; t < kColumns; ++t) s[t] = s[t] + C(i, j) * X(j, m + t);
+      for (int t = 0; t < kColumns; ++t) X(i, m + t) = (X(i, m + t) - s[t]) / C(i, i);
+    }
+  for (; m <= n; ++m)
     for (int i = n; i >= 1; --i) {
       double s = 0;
       for (int j = i + 1; j <= n; ++j) s = s + C(i, j) * X(j, m);
