@@ -183,41 +183,34 @@ TEST(Rkm, AStageThatOverflowsStopsAtItsEquationWithTheEarlierOnesWritten) {
   }
 }
 
-TEST(Rkm, AClientThatShrinksKIsAnErrorAtTheFirstPositionGone) {
-  // FKT leaves K with position 1 only: the first stage writes Y(1) = 0 + t * 1
-  // (t = 1/3, the whole interval first) and stops at K(2).
-  for (bool shrink_later : {false, true}) {
+TEST(Rkm, AClientThatChangesKOrNnMidStepMeetsTheCheckedLoops) {
+  // The whole interval first (t = 1/3), nn = 2, Y = (0, 0), K(1) = 1.  A K
+  // shrunk to position 1 stops the stage at K(2) (error 9) with Y(1) = t
+  // written.  nn narrowed to 1 in the first call, with K(2) = 1.7E308 left
+  // there, then widened again: stage 4's 1.5 * K1(2) overflows after
+  // Y(1) = t * ((1.5 - 4.5) + 6) = 1, with Y(2) from stage 3.
+  struct Case {
+    int shrink_at;
+    bool narrow;
+    int error;
+    double y1, y2;
+  };
+  const double big = 1.7e308, t = 1.0 / 3;
+  for (const Case& c : {Case{1, false, err::kSubscript, t, 0}, Case{2, false, err::kSubscript, t, t},
+                        Case{0, true, err::kOverflow, 1, t * (0.375 * big)}}) {
     int calls = 0;
     FunctionObject g;
-    g.define("FKT", [&](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
-      if (!shrink_later || ++calls == 2) k = DoubleArray::from({1.0});
-      else k(1) = 1, k(2) = 1;
+    g.define("FKT", [&](Variant& nn, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
+      if (++calls == c.shrink_at) return void(k = DoubleArray::from({1.0}));
+      if (c.narrow) nn = calls == 1 ? 1 : 2;
+      k(1) = 1, k(2) = c.narrow ? (calls == 1 ? big : 0) : 1;
     });
-    DoubleArray y = DoubleArray::from({0.0, 1.0}), z(Bounds{1, 1});
+    DoubleArray y = DoubleArray::from({0.0, 0.0}), z(Bounds{1, 1});
     double xb = 0, xe = 1;
     Variant star = 1;
-    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kSubscript);
-    // The second call's stage: Y(1) = 0 + t * 0.5 * (1 + 1) = 1/3 as well.
-    EXPECT_TRUE(y(1) == 1.0 / 3 && y(2) == (shrink_later ? 1 + 1.0 / 3 : 1.0)) << y(1) << " " << y(2);
+    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), c.error);
+    EXPECT_TRUE(y(1) == c.y1 && y(2) == c.y2) << c.shrink_at << " " << y(1) << " " << y(2);
   }
-}
-
-TEST(Rkm, AClientThatWidensNnMidStepGetsEveryNewPositionChecked) {
-  // nn = 2 at the start; the first FKT call narrows it to 1 and leaves
-  // K(2) = 1.7E308, the later calls widen it again.  Stage 4 reads
-  // 1.5 * K1(2), which overflows after Y(1) = t * ((1.5 - 4.5) + 6) = 1 was written.
-  int calls = 0;
-  FunctionObject g;
-  g.define("FKT", [&](Variant& nn, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
-    nn = ++calls == 1 ? 1 : 2;
-    k(1) = 1, k(2) = calls == 1 ? 1.7e308 : 0;
-  });
-  DoubleArray y = DoubleArray::from({0.0, 0.0}), z(Bounds{1, 1});
-  double xb = 0, xe = 1;
-  Variant star = 1;
-  EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
-  EXPECT_EQ(calls, 4);
-  EXPECT_TRUE(y(1) == 1 && y(2) == 1.0 / 3 * (0.375 * 1.7e308 + 1.125 * 0)) << y(1) << " " << y(2);
 }
 
 // F of X(1..n), recording every point it is handed.
