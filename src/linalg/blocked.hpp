@@ -360,6 +360,30 @@ inline void back_substitute_checked(int n, const double* crow, double* x, std::s
   }
 }
 
+// Back substitution of all columns of x, kBackCols at a time: a column that
+// ends with a value out of range (an operation of the row order would have
+// raised there) is solved again, with the columns after it, in the row order,
+// which raises where it raises; the columns before it are complete.
+inline void back_substitute_tiled(int n, const double* crow, double* x, std::size_t ldx) {
+  const std::size_t un = static_cast<std::size_t>(n);
+  std::vector<double> tile(un * kBackCols);
+  auto cell = [&](int i, int m) -> double& { return tile[static_cast<std::size_t>(i - 1) * kBackCols + static_cast<std::size_t>(m)]; };
+  for (int t0 = 1; t0 <= n; t0 += kBackCols) {
+    const int cols = std::min(kBackCols, n - t0 + 1);
+    std::fill(tile.begin(), tile.end(), 0.0);
+    for (int m = 0; m < cols; ++m)
+      for (int i = 1; i <= n; ++i) cell(i, m) = x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(t0 + m - 1) * ldx];
+    if (has_avx2()) back_substitute_avx2(tile.data(), n, crow);
+    else back_substitute_plain(tile.data(), n, crow);
+    for (int m = 0; m < cols; ++m) {
+      unsigned out_of_range = 0;
+      for (int i = 1; i <= n; ++i) out_of_range |= outside(cell(i, m), std::numeric_limits<double>::max());
+      if (out_of_range) return back_substitute_checked(n, crow, x, ldx, t0 + m);
+      for (int i = 1; i <= n; ++i) x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(t0 + m - 1) * ldx] = cell(i, m);
+    }
+  }
+}
+
 // The inversion of ap (ap[(i-1) + (j-1) * ldp]) into x (the same with ldx),
 // the pivots compared with ep.  Returns singular, or next_step = n + 1 when
 // the inverse is complete (a fault of the back substitution raises);

@@ -200,7 +200,7 @@ void invert_dense(int n, const double* ap, std::size_t ldp, double* x, std::size
       safe = vectorise && all_within();
     }
   }
-  back_substitute_checked(n, cdata, x, ldx, 1);
+  back_substitute_tiled(n, cdata, x, ldx);
   assign_status(id, 0);
 }
 
