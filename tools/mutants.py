@@ -104,6 +104,8 @@ FAULTS = [
     ("invert small", "src/linalg/invert.hpp", "if (std::abs(C(k, k)) <= ep) {", "if (std::abs(C(k, k)) < ep) {", 2),
     ("invert dense", "src/linalg/blocked.hpp", "if (out_of_range) return back_substitute_checked(n, crow, x, ldx, t0 + m);",
      "if (out_of_range) return back_substitute_checked(n, crow, x, ldx, t0 + m + 1);", 1),
+    ("invert dense", "src/linalg/blocked.hpp", "if (out_of_range) return back_substitute_checked(n, crow, x, ldx, t0 + m);",
+     "if (out_of_range) return back_substitute_checked(n, crow, x, ldx, 1);", 1),
     ("invert small", "src/linalg/invert.hpp", "s[t] = s[t] + C(i, j) * X(j, m + t);", "s[t] = s[t] + C(i, j) * X(j, m);", 1),
     ("invert small", "src/linalg/invert.hpp", "any_outside(&C(1, 1), n, n, kSmallInvert, kMax)",
      "any_outside(&C(1, 1), n, n - 1, kSmallInvert, kMax)", 1),

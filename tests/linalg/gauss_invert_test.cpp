@@ -258,6 +258,12 @@ TEST(Invert, EverySizeOverflowsAndZeroPivotsAgreeOnEveryPath) {
     EXPECT_EQ(check_invert(n, eliminate, 0).first, err::kOverflow);
     back[u(1, 1)] = 1e-300, back[u(1, 2)] = 1e300;  // the back substitution divides by 1e-300
     EXPECT_EQ(check_invert(n, back, 0).first, err::kOverflow);
+    // Row n-1 and column 2 empty but for 1E-309 where they cross: only the
+    // inverse's column n-1 overflows, after the columns before it are complete.
+    Cells tiny = c;
+    for (int j = 1; j <= n; ++j) tiny[u(n - 1, j)] = tiny[u(j, 2)] = 0;
+    tiny[u(n - 1, 2)] = 1e-309;
+    EXPECT_EQ(check_invert(n, tiny, 0).first, err::kOverflow);
   }
 }
 
