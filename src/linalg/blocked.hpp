@@ -360,26 +360,55 @@ inline void back_substitute_checked(int n, const double* crow, double* x, std::s
   }
 }
 
+// A tile of kBackCols columns solved side by side: solve() takes the
+// columns (n values each, column(m) for m < cols), in_range(m) tells whether
+// column m ended within the double range (if not, an operation of the row
+// order would have raised), and store() copies its values out.
+class BackTile {
+ public:
+  BackTile(int n, const double* crow)
+      : n_(n), crow_(crow), tile_(static_cast<std::size_t>(n) * kBackCols) {}
+
+  template <class Column>
+  void solve(int cols, Column column) {
+    std::fill(tile_.begin(), tile_.end(), 0.0);
+    for (int m = 0; m < cols; ++m) {
+      const double* src = column(m);
+      for (int i = 1; i <= n_; ++i) at(i, m) = src[i - 1];
+    }
+    if (has_avx2()) back_substitute_avx2(tile_.data(), n_, crow_);
+    else back_substitute_plain(tile_.data(), n_, crow_);
+  }
+  bool in_range(int m) const {
+    unsigned out_of_range = 0;
+    for (int i = 1; i <= n_; ++i) out_of_range |= outside(at(i, m), std::numeric_limits<double>::max());
+    return out_of_range == 0;
+  }
+  void store(int m, double* dst) const {
+    for (int i = 1; i <= n_; ++i) dst[i - 1] = at(i, m);
+  }
+
+ private:
+  double& at(int i, int m) { return tile_[static_cast<std::size_t>(i - 1) * kBackCols + static_cast<std::size_t>(m)]; }
+  double at(int i, int m) const { return tile_[static_cast<std::size_t>(i - 1) * kBackCols + static_cast<std::size_t>(m)]; }
+
+  int n_;
+  const double* crow_;
+  std::vector<double> tile_;
+};
+
 // Back substitution of all columns of x, kBackCols at a time: a column that
-// ends with a value out of range (an operation of the row order would have
-// raised there) is solved again, with the columns after it, in the row order,
-// which raises where it raises; the columns before it are complete.
+// ends out of range is solved again, with the columns after it, in the row
+// order, which raises where it raises; the columns before it are complete.
 inline void back_substitute_tiled(int n, const double* crow, double* x, std::size_t ldx) {
-  const std::size_t un = static_cast<std::size_t>(n);
-  std::vector<double> tile(un * kBackCols);
-  auto cell = [&](int i, int m) -> double& { return tile[static_cast<std::size_t>(i - 1) * kBackCols + static_cast<std::size_t>(m)]; };
+  auto column = [&](int c) { return x + static_cast<std::size_t>(c - 1) * ldx; };
+  BackTile tile(n, crow);
   for (int t0 = 1; t0 <= n; t0 += kBackCols) {
     const int cols = std::min(kBackCols, n - t0 + 1);
-    std::fill(tile.begin(), tile.end(), 0.0);
-    for (int m = 0; m < cols; ++m)
-      for (int i = 1; i <= n; ++i) cell(i, m) = x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(t0 + m - 1) * ldx];
-    if (has_avx2()) back_substitute_avx2(tile.data(), n, crow);
-    else back_substitute_plain(tile.data(), n, crow);
+    tile.solve(cols, [&](int m) { return column(t0 + m); });
     for (int m = 0; m < cols; ++m) {
-      unsigned out_of_range = 0;
-      for (int i = 1; i <= n; ++i) out_of_range |= outside(cell(i, m), std::numeric_limits<double>::max());
-      if (out_of_range) return back_substitute_checked(n, crow, x, ldx, t0 + m);
-      for (int i = 1; i <= n; ++i) x[static_cast<std::size_t>(i - 1) + static_cast<std::size_t>(t0 + m - 1) * ldx] = cell(i, m);
+      if (!tile.in_range(m)) return back_substitute_checked(n, crow, x, ldx, t0 + m);
+      tile.store(m, column(t0 + m));
     }
   }
 }
@@ -476,25 +505,18 @@ inline BlockedOutcome invert_blocked(int n, const double* ap, std::size_t ldp, d
 
   for (int i = 1; i <= n; ++i)
     for (int j = i; j <= n; ++j) crow[static_cast<std::size_t>(i - 1) * un + static_cast<std::size_t>(j - 1)] = C(i, j);
-  std::vector<double> tile(un * kBackCols);
+  BackTile tile(n, crow);
   int first_bad = n + 1;  // the caller's first column out of range
   for (int t0 = 1; t0 <= n; t0 += kBackCols) {
     const int cols = std::min(kBackCols, n - t0 + 1);
-    std::fill(tile.begin(), tile.end(), 0.0);
-    for (int m = 0; m < cols; ++m)
-      for (int i = 1; i <= n; ++i) tile[static_cast<std::size_t>(i - 1) * kBackCols + m] = X(i, t0 + m);
-    if (has_avx2()) back_substitute_avx2(tile.data(), n, crow);
-    else back_substitute_plain(tile.data(), n, crow);
+    tile.solve(cols, [&](int m) { return &X(1, t0 + m); });
     for (int m = 0; m < cols; ++m) {
-      unsigned out_of_range = 0;
-      for (int i = 1; i <= n; ++i) out_of_range |= outside(tile[static_cast<std::size_t>(i - 1) * kBackCols + m], std::numeric_limits<double>::max());
       const int c = rowid[static_cast<std::size_t>(t0 + m)];
-      if (out_of_range) {
+      if (!tile.in_range(m)) {
         first_bad = std::min(first_bad, c);
         continue;
       }
-      double* xc = out(c);
-      for (int i = 1; i <= n; ++i) xc[i - 1] = tile[static_cast<std::size_t>(i - 1) * kBackCols + m];
+      tile.store(m, out(c));
     }
   }
   if (first_bad <= n) {

@@ -265,24 +265,20 @@ bool invert_small_sized(int n_given, const double* ap, std::size_t ldp, double* 
         if (C(i, k) != 0) X(i, j) = X(i, j) - xk * f[i];
     }
   }
-  // The back substitution, kColumns columns at a time: each column's sums
-  // run in their own order, and the columns' chains of additions and
-  // divisions overlap instead of waiting for each other.
-  constexpr int kColumns = 4;
-  int m = 1;
-  for (; m + kColumns - 1 <= n; m += kColumns)
+  // The back substitution, four columns at a time: each column's sums run
+  // in their own order, and the columns' chains of additions and divisions
+  // overlap instead of waiting for each other.
+  auto solve = [&]<int kColumns>(int m) {
     for (int i = n; i >= 1; --i) {
       double s[kColumns] = {};
       for (int j = i + 1; j <= n; ++j)
         for (int t = 0; t < kColumns; ++t) s[t] = s[t] + C(i, j) * X(j, m + t);
       for (int t = 0; t < kColumns; ++t) X(i, m + t) = (X(i, m + t) - s[t]) / C(i, i);
     }
-  for (; m <= n; ++m)
-    for (int i = n; i >= 1; --i) {
-      double s = 0;
-      for (int j = i + 1; j <= n; ++j) s = s + C(i, j) * X(j, m);
-      X(i, m) = (X(i, m) - s) / C(i, i);
-    }
+  };
+  int m = 1;
+  for (; m + 3 <= n; m += 4) solve.template operator()<4>(m);
+  for (; m <= n; ++m) solve.template operator()<1>(m);
   if (!in_range()) return false;
   assign_status(id, 0);
   return true;
