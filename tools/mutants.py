@@ -76,6 +76,8 @@ FAULTS = [
     ("gauss small", "src/linalg/gauss.hpp", "bits_of(at(k, j)) ^ pivot_sign)", "bits_of(at(k, j)))", 1),
     ("gauss small", "src/component/range_scan.hpp", "acc |= l - (b & 0x7fffffffffffffff);", "acc |= l - b;", 1),
     ("gauss small", "src/linalg/kernels.hpp", "if (ld == static_cast<std::size_t>(rows) * Step)", "if (true)", 1),
+    ("gauss pivot", "src/linalg/kernels.hpp", "if (v > r.big) {", "if (v >= r.big) {", 1),
+    ("gauss pivot", "src/linalg/kernels.hpp", "      r.p = i;", "      r.p = i - (i > first);", 1),
     ("gauss small", "src/linalg/gauss.hpp", "for (int i = k + 1; i <= n; ++i) x = x - at(k, i) * at(i, n + m);",
      "for (int i = k + 2; i <= n; ++i) x = x - at(k, i) * at(i, n + m);", 1),
     ("gauss dense", "src/linalg/kernels.hpp", "const v2d v1 = d1 - x1 * s;", "const v2d v1 = d1 - x0 * s;", 1),
