@@ -234,6 +234,15 @@ inline double cubic_value(const CubicPoint& p) {
 
 KOR_FUSED inline double cubic_value_fused(const CubicPoint& p) { return cubic_value<arith::Unchecked<true>>(p); }
 
+// Unchecked first: every operation takes a non-finite operand on to the
+// result (none divides by a computed value), so a finite result means that
+// no step failed.  Otherwise step by step, to raise where a step fails.
+inline double cubic_value_of(const CubicPoint& p) {
+  const double v = cpu::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<arith::Unchecked<>>(p);
+  if (std::isfinite(v)) [[likely]] return v;
+  return cubic_value<arith::Checked>(p);
+}
+
 // Splinp: the value; outside the knots, a straight line along the end slope.
 template <class Xs, class Ys, class Y2s>
 double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, const Y2s& y2,
@@ -243,6 +252,25 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   using arith::mul;
   using arith::sub;
   const Interval in = spl_locate(imin, imax, x, xx, y, y2);
+  if constexpr (dense_doubles<Xs>::value && dense_doubles<Ys>::value && dense_doubles<Y2s>::value) {
+    // Three arrays of doubles holding imin..imax: the common case reads them
+    // in place and computes without checks.  h is finite, so a quotient
+    // that comes out finite had no fault (an overflowed difference divides
+    // to an infinity); the two differences add up to h, so a zero-width
+    // interval gives infinities of both signs or 0/0, never two quotients
+    // of at least 0.  Anything else (that interval, a point outside the
+    // knots, a fault) goes the checked way below, which raises where a step
+    // fails.
+    const double* xs = companion_base(x, imin, imax);
+    const double* ys = companion_base(y, imin, imax);
+    const double* y2s = companion_base(y2, imin, imax);
+    if (xs && ys && y2s) {
+      const double a = (xs[in.khi] - xx) / in.h;
+      const double b = (xx - xs[in.klo]) / in.h;
+      if (a >= 0 && b >= 0)
+        return cubic_value_of({a, b, in.h, y2s[in.klo], y2s[in.khi], ys[in.klo], ys[in.khi]});
+    }
+  }
   const double a = div(sub(number_of(x(in.khi)), xx), in.h);
   const double b = div(sub(xx, number_of(x(in.klo))), in.h);
   if (b < 0) {
@@ -257,12 +285,7 @@ double splinp(std::int32_t imin, std::int32_t imax, const Xs& x, const Ys& y, co
   }
   const CubicPoint p{a, b, in.h, number_of(y2(in.klo)), number_of(y2(in.khi)), number_of(y(in.klo)),
                      number_of(y(in.khi))};
-  // Unchecked first: every operation takes a non-finite operand on to the
-  // result (none divides by a computed value), so a finite result means that
-  // no step failed.  Otherwise step by step, to raise where a step fails.
-  const double v = cpu::has_fused_multiply_add() ? cubic_value_fused(p) : cubic_value<arith::Unchecked<>>(p);
-  if (std::isfinite(v)) [[likely]] return v;
-  return cubic_value<arith::Checked>(p);
+  return cubic_value_of(p);
 }
 
 // Splint: the integral from poc to kon, by Simpson panels and closed-form

@@ -130,6 +130,12 @@ TEST(Splines, ValueDerivativeAndIntegralOnTheNaturalTable) {
     EXPECT_DOUBLE_EQ(k.Splintd(1, 3, t.x, t.y, t.y2, c.a, c.b), c.expected) << c.a;
     EXPECT_EQ(k.Splint(1, 3, t.vx, t.vy, t.vy2, c.a, c.b), Variant(k.Splintd(1, 3, t.x, t.y, t.y2, c.a, c.b)));
   }
+  // Y and Y2 are read at the interval's two knots only: shorter arrays serve
+  // the intervals they hold, and a missing position is a subscript error.
+  DoubleArray y12 = DoubleArray::from({0, 1}), y2_12 = DoubleArray::from({0, -1.5});
+  EXPECT_EQ(k.Splinpd(1, 3, t.x, y12, t.y2, 0.5), 0.59375);
+  EXPECT_EQ(k.Splinpd(1, 3, t.x, t.y, y2_12, 0.5), 0.59375);
+  EXPECT_EQ(error_of([&] { k.Splinpd(1, 3, t.x, t.y, y2_12, 1.5); }), err::kSubscript);
   // Equal knots: the bisection ends on the zero-width interval, shows the
   // message, and the division by its width raises.
   DoubleArray x = DoubleArray::from({0, 1, 1, 2}), y = DoubleArray::from({0, 1, 1, 0}), y2(Bounds{1, 4});
