@@ -94,6 +94,50 @@ inline double cube(double a) {
   return detail::general_cube(a);
 }
 
+// cube() of two values at once, each lane doing cube()'s operations (a
+// value out of its range, or near a midpoint, goes to cube() alone).
+template <bool kFused = false>
+inline void cube_pair(double a, double b, double& ca, double& cb) {
+#if defined(__GNUC__)
+  typedef double v2d __attribute__((vector_size(16)));
+  typedef long long v2l __attribute__((vector_size(16)));
+  const v2d x = {a, b};
+  auto exact_product = [](v2d p, v2d q, v2d& hi, v2d& lo) {
+    hi = p * q;
+    if constexpr (kFused) {
+      lo = v2d{__builtin_fma(p[0], q[0], -hi[0]), __builtin_fma(p[1], q[1], -hi[1])};
+    } else {
+      const v2d split = {134217729.0, 134217729.0};
+      const v2d tp = split * p, tq = split * q;
+      const v2d ph = tp - (tp - p), pl = p - ph;
+      const v2d qh = tq - (tq - q), ql = q - qh;
+      lo = ((ph * qh - hi) + ph * ql + pl * qh) + pl * ql;
+    }
+  };
+  v2d s, t, u, v;
+  exact_product(x, x, s, t);
+  exact_product(s, x, u, v);
+  const v2d c = v + t * x;
+  const v2d r = u + c;
+  const v2l magnitude = {0x7fffffffffffffffLL, 0x7fffffffffffffffLL};
+  const v2d miss = reinterpret_cast<v2d>(reinterpret_cast<v2l>((u - r) + c) & magnitude);
+  const v2d m = reinterpret_cast<v2d>(reinterpret_cast<v2l>(x) & magnitude);
+  const v2l rb = reinterpret_cast<v2l>(r);
+  const v2l exponent = {0x7ff0000000000000LL, 0x7ff0000000000000LL};
+  const v2l mantissa = {0x000fffffffffffffLL, 0x000fffffffffffffLL};
+  const v2d ulp = reinterpret_cast<v2d>((rb & exponent) - (0x34LL << 52));
+  const v2l power_of_two = (rb & mantissa) == 0;
+  const v2d share = power_of_two ? v2d{0.2, 0.2} : v2d{0.45, 0.45};
+  const v2d lowest = {0x1p-300, 0x1p-300}, highest = {0x1p300, 0x1p300};
+  const v2l ok = (m > lowest) & (m < highest) & (miss < share * ulp);
+  ca = ok[0] ? r[0] : cube<kFused>(a);
+  cb = ok[1] ? r[1] : cube<kFused>(b);
+#else
+  ca = cube<kFused>(a);
+  cb = cube<kFused>(b);
+#endif
+}
+
 namespace detail {
 // The cube where a power is written out: a call, so that loops that may
 // raise to any power stay small.
@@ -119,6 +163,10 @@ struct Checked {
   static double mul(double a, double b) { return arith::mul(a, b); }
   static double div(double a, double b) { return arith::div(a, b); }
   static double cube(double a) { return checked(arith::cube(a)); }
+  static void cubes(double a, double b, double& ca, double& cb) {
+    ca = cube(a);
+    cb = cube(b);
+  }
 };
 template <bool kFused = false>
 struct Unchecked {
@@ -127,6 +175,7 @@ struct Unchecked {
   static double mul(double a, double b) { return a * b; }
   static double div(double a, double b) { return a / b; }
   static double cube(double a) { return arith::cube<kFused>(a); }
+  static void cubes(double a, double b, double& ca, double& cb) { cube_pair<kFused>(a, b, ca, cb); }
 };
 
 inline double exp(double x) { return checked(std::exp(x)); }

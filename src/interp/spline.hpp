@@ -228,7 +228,9 @@ struct CubicPoint {
 template <class Ops>
 inline double cubic_value(const CubicPoint& p) {
   using O = Ops;
-  const double cubic = O::add(O::mul(O::sub(O::cube(p.a), p.a), p.y2lo), O::mul(O::sub(O::cube(p.b), p.b), p.y2hi));
+  double ca, cb;
+  O::cubes(p.a, p.b, ca, cb);
+  const double cubic = O::add(O::mul(O::sub(ca, p.a), p.y2lo), O::mul(O::sub(cb, p.b), p.y2hi));
   return O::add(O::add(O::mul(p.a, p.ylo), O::mul(p.b, p.yhi)), O::div(O::mul(cubic, O::mul(p.h, p.h)), 6));
 }
 

@@ -159,11 +159,16 @@ TEST(Cube, IsTheDoubleThePowerGivesOnBothProducts) {
   for (int i = -1000; i <= 1000; ++i) values.push_back(i * 0.001), values.push_back(i);
   for (double v : {0.0, -0.0, 0x1p-300, 0x1p300, 1e-310, 1e200, -1e200})
     values.push_back(v);
-  for (double v : values) {
-    const double expected = std::pow(v, 3.0);
-    const double split = arith::cube<false>(v), fused = arith::cube<true>(v);
-    ASSERT_EQ(std::memcmp(&split, &expected, sizeof expected), 0) << std::hexfloat << v;
-    ASSERT_EQ(std::memcmp(&fused, &expected, sizeof expected), 0) << std::hexfloat << v;
+  // Each value alone and paired with its neighbour, either way round.
+  for (std::size_t i = 0; i < values.size(); ++i) {
+    const double v = values[i], w = values[(i + 1) % values.size()];
+    const double pv = std::pow(v, 3.0), pw = std::pow(w, 3.0);
+    double got[6] = {arith::cube<false>(v), arith::cube<true>(v)};
+    arith::cube_pair<false>(v, w, got[2], got[3]);
+    arith::cube_pair<true>(w, v, got[4], got[5]);
+    const double expected[6] = {pv, pv, pv, pw, pw, pv};
+    for (int k = 0; k < 6; ++k)
+      ASSERT_EQ(std::memcmp(&got[k], &expected[k], sizeof(double)), 0) << k << ": " << std::hexfloat << v << " " << w;
   }
 }
 
