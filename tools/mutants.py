@@ -201,6 +201,9 @@ FAULTS = [
     # The cube without the general power, on both exact products.
     ("cube", "src/component/arith.hpp", "const double c = v + t * a;", "const double c = v;", 1),
     ("cube", "src/component/arith.hpp", "+ al * bh) + al * bl;", "+ al * bh) + al * bh;", 1),
+    ("cube", "src/component/arith.hpp", "const v2d c = v + t * x;", "const v2d c = v;", 1),
+    ("cube", "src/component/arith.hpp", "ca = ok[0] ? r[0]", "ca = ok[1] ? r[0]", 1),
+    ("cube", "src/component/arith.hpp", "(miss < share * ulp)", "(miss < 2 * share * ulp)", 1),
     # Interval search of large tables and the unchecked cubic.
     ("splines", "src/interp/spline.hpp", "          if (number_of(base[k]) > xx) {",
      "          if (number_of(base[k]) >= xx) {", 1),
