@@ -35,24 +35,6 @@ inline double div(double a, double b) {
 
 namespace detail {
 
-// a * b = hi + lo exactly: by a fused multiply-add (in code compiled with
-// KOR_FUSED, run where cpu::has_fused_multiply_add()), or by Dekker's product
-// (each factor split into halves of 26 bits, whose products are exact).
-// Valid while neither the factors nor the error term leave the normal range.
-template <bool kFused>
-inline void exact_product(double a, double b, double& hi, double& lo) {
-  hi = a * b;
-  if constexpr (kFused) {
-    lo = __builtin_fma(a, b, -hi);
-  } else {
-    constexpr double kSplit = 134217729.0;  // 2^27 + 1
-    const double ta = kSplit * a, tb = kSplit * b;
-    const double ah = ta - (ta - a), al = a - ah;
-    const double bh = tb - (tb - b), bl = b - bh;
-    lo = ((ah * bh - hi) + ah * bl + al * bh) + al * bl;
-  }
-}
-
 inline std::uint64_t bits_of(double x) {
   std::uint64_t u;
   std::memcpy(&u, &x, sizeof u);
@@ -69,59 +51,52 @@ inline double double_of(std::uint64_t u) {
 
 }  // namespace detail
 
-// The cube as std::pow(a, 3) returns it, without the general power's cost.
-// a^3 = u + v + t*a exactly, so u + (v + t*a) is the correctly rounded cube
+#if defined(__GNUC__)
+namespace detail {
+
+typedef double v2d __attribute__((vector_size(16)));
+typedef long long v2l __attribute__((vector_size(16)));
+
+// p * q = hi + lo exactly, lane by lane: by a fused multiply-add (in code
+// compiled with KOR_FUSED, run where cpu::has_fused_multiply_add()), or by
+// Dekker's product (each factor split into halves of 26 bits, whose products
+// are exact).  Valid while neither the factors nor the error term leave the
+// normal range.
+template <bool kFused>
+inline void exact_product(v2d p, v2d q, v2d& hi, v2d& lo) {
+  hi = p * q;
+  if constexpr (kFused) {
+    lo = v2d{__builtin_fma(p[0], q[0], -hi[0]), __builtin_fma(p[1], q[1], -hi[1])};
+  } else {
+    const v2d split = {134217729.0, 134217729.0};  // 2^27 + 1
+    const v2d tp = split * p, tq = split * q;
+    const v2d ph = tp - (tp - p), pl = p - ph;
+    const v2d qh = tq - (tq - q), ql = q - qh;
+    lo = ((ph * qh - hi) + ph * ql + pl * qh) + pl * ql;
+  }
+}
+
+// The cubes of both lanes of x into r; a lane of the result is all ones
+// where r holds the double std::pow(x, 3) returns, 0 where the general power
+// must decide.
+//
+// x^3 = u + v + t*x exactly, so u + (v + t*x) is the correctly rounded cube
 // unless the exact value lies near the midpoint between two doubles; the
 // general power (within 0.54 units in the last place of the exact value)
 // rounds to the same double everywhere else.  Near a midpoint, and where the
 // error terms would leave the normal range, the general power decides.
-template <bool kFused = false>
-inline double cube(double a) {
-  const double m = std::abs(a);
-  if (!(m > 0x1p-300 && m < 0x1p300)) [[unlikely]] return detail::general_cube(a);
-  double s, t, u, v;
-  detail::exact_product<kFused>(a, a, s, t);
-  detail::exact_product<kFused>(s, a, u, v);
-  const double c = v + t * a;
-  const double r = u + c;
-  const double miss = std::abs((u - r) + c);  // |a^3 - r|, very nearly
+template <bool kFused>
+inline v2l cube_lanes(v2d x, v2d& r) {
+  v2d s, t, u, v;
+  exact_product<kFused>(x, x, s, t);
+  exact_product<kFused>(s, x, u, v);
+  const v2d c = v + t * x;
+  r = u + c;
+  const v2l magnitude = {0x7fffffffffffffffLL, 0x7fffffffffffffffLL};
+  const v2d miss = reinterpret_cast<v2d>(reinterpret_cast<v2l>((u - r) + c) & magnitude);  // |x^3 - r|, very nearly
+  const v2d m = reinterpret_cast<v2d>(reinterpret_cast<v2l>(x) & magnitude);
   // One unit in the last place of r; below a power of two the spacing of
   // the doubles is half of it.
-  const std::uint64_t rb = detail::bits_of(r);
-  const double ulp = detail::double_of((rb & 0x7ff0000000000000u) - (std::uint64_t{52} << 52));
-  const bool power_of_two = (rb & 0x000fffffffffffffu) == 0;
-  if (miss < (power_of_two ? 0.2 : 0.45) * ulp) [[likely]] return r;
-  return detail::general_cube(a);
-}
-
-// cube() of two values at once, each lane doing cube()'s operations (a
-// value out of its range, or near a midpoint, goes to cube() alone).
-template <bool kFused = false>
-inline void cube_pair(double a, double b, double& ca, double& cb) {
-#if defined(__GNUC__)
-  typedef double v2d __attribute__((vector_size(16)));
-  typedef long long v2l __attribute__((vector_size(16)));
-  const v2d x = {a, b};
-  auto exact_product = [](v2d p, v2d q, v2d& hi, v2d& lo) {
-    hi = p * q;
-    if constexpr (kFused) {
-      lo = v2d{__builtin_fma(p[0], q[0], -hi[0]), __builtin_fma(p[1], q[1], -hi[1])};
-    } else {
-      const v2d split = {134217729.0, 134217729.0};
-      const v2d tp = split * p, tq = split * q;
-      const v2d ph = tp - (tp - p), pl = p - ph;
-      const v2d qh = tq - (tq - q), ql = q - qh;
-      lo = ((ph * qh - hi) + ph * ql + pl * qh) + pl * ql;
-    }
-  };
-  v2d s, t, u, v;
-  exact_product(x, x, s, t);
-  exact_product(s, x, u, v);
-  const v2d c = v + t * x;
-  const v2d r = u + c;
-  const v2l magnitude = {0x7fffffffffffffffLL, 0x7fffffffffffffffLL};
-  const v2d miss = reinterpret_cast<v2d>(reinterpret_cast<v2l>((u - r) + c) & magnitude);
-  const v2d m = reinterpret_cast<v2d>(reinterpret_cast<v2l>(x) & magnitude);
   const v2l rb = reinterpret_cast<v2l>(r);
   const v2l exponent = {0x7ff0000000000000LL, 0x7ff0000000000000LL};
   const v2l mantissa = {0x000fffffffffffffLL, 0x000fffffffffffffLL};
@@ -129,12 +104,36 @@ inline void cube_pair(double a, double b, double& ca, double& cb) {
   const v2l power_of_two = (rb & mantissa) == 0;
   const v2d share = power_of_two ? v2d{0.2, 0.2} : v2d{0.45, 0.45};
   const v2d lowest = {0x1p-300, 0x1p-300}, highest = {0x1p300, 0x1p300};
-  const v2l ok = (m > lowest) & (m < highest) & (miss < share * ulp);
-  ca = ok[0] ? r[0] : cube<kFused>(a);
-  cb = ok[1] ? r[1] : cube<kFused>(b);
+  return (m > lowest) & (m < highest) & (miss < share * ulp);
+}
+
+}  // namespace detail
+#endif
+
+// The cubes of a and b as std::pow(a, 3) and std::pow(b, 3) return them,
+// without the general power's cost (both in one pass of vector operations).
+template <bool kFused = false>
+inline void cube_pair(double a, double b, double& ca, double& cb) {
+#if defined(__GNUC__)
+  detail::v2d r;
+  const detail::v2l ok = detail::cube_lanes<kFused>(detail::v2d{a, b}, r);
+  ca = ok[0] ? r[0] : detail::general_cube(a);
+  cb = ok[1] ? r[1] : detail::general_cube(b);
 #else
-  ca = cube<kFused>(a);
-  cb = cube<kFused>(b);
+  ca = detail::general_cube(a);
+  cb = detail::general_cube(b);
+#endif
+}
+
+// The cube of a as std::pow(a, 3) returns it.
+template <bool kFused = false>
+inline double cube(double a) {
+#if defined(__GNUC__)
+  detail::v2d r;
+  const detail::v2l ok = detail::cube_lanes<kFused>(detail::v2d{a, a}, r);
+  return ok[0] ? r[0] : detail::general_cube(a);
+#else
+  return detail::general_cube(a);
 #endif
 }
 
