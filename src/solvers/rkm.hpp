@@ -8,7 +8,9 @@
 // minimum step runs for ever, as it always has.
 #pragma once
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "component/arith.hpp"
 #include "component/elements.hpp"
@@ -25,9 +27,6 @@
 namespace kor::solvers {
 
 inline constexpr double kRkmMinStep = 1e-5;
-// Within this magnitude in Y0, t and every K, no stage value and no error
-// estimate can overflow: the largest is |y0| + |t| * 12 * limit, about 1.2E301.
-inline constexpr double kRkmRawLimit = 1e150;
 
 namespace detail {
 
@@ -92,16 +91,10 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   double* yd = nullptr;
   int n = 0;
   int k_reach = own;  // every K of this step holds 1..k_reach
-  // Whether every value the step has read so far (Y0, t and the K written,
-  // at 1..n) is within kRkmRawLimit, where no stage and no estimate can
-  // overflow: then the raw loops store their results as they go.
-  bool in_range = false;
   auto look = [&]() KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
-      const int before = n;
       n = NN();
       yd = n <= k_reach ? detail::dense_from_one(y, n) : nullptr;
-      in_range &= yd && n == before;
     }
   };
   auto fkt = [&](Array& k) KOR_LAMBDA_INLINE {
@@ -109,18 +102,29 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     if constexpr (Flavour::is_double) {
       if (!(k.contains(1) && k.contains(k_reach))) [[unlikely]] k_reach = k.contains(1) ? k.ubound() : 0;
       look();
-      in_range = in_range && !ranges::any_outside(&k.at_unchecked(1), n, kRkmRawLimit);
     }
   };
 
-  // Y(i) = value(ops, i) for i = 1..n, raw where every value read is in
-  // range; otherwise checked, which raises at the operation that fails with
-  // the cells before it written.
+  // The raw loops test results, not operations.  Every value a stage or an
+  // estimate computes is a chain of sums and products, and a sum or product
+  // with an infinity or a NaN among its operands is itself an infinity or a
+  // NaN: so a finite result had no operation overflow on its way.  A raw
+  // stage stores each result once it is seen finite and stops at the first
+  // that is not; the checked loop then runs from the start, writes the same
+  // cells before it and raises at the operation that fails.
+
+  // Y(i) = value(ops, i) for i = 1..NN(), the checked loop raising at the
+  // operation that fails with the cells before it written.
   auto stage = [&](auto value) KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
-      if (in_range) {
-        for (int i = 1; i <= n; ++i) yd[i - 1] = value(detail::RawOps{}, i);
-        return;
+      if (yd) {
+        int i = 1;
+        for (; i <= n; ++i) {
+          const double v = value(detail::RawOps{}, i);
+          if (ranges::outside(v, std::numeric_limits<double>::max())) [[unlikely]] break;
+          yd[i - 1] = v;
+        }
+        if (i > n) return;
       }
     }
     for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps{}, i));
@@ -138,18 +142,11 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     const double x0 = number_of(x0cell);
     k_reach = own;
     look();
-    in_range = false;
-    if constexpr (Flavour::is_double) {
-      if (yd) {
-        double* copy = &y0.at_unchecked(1);
-        for (int i = 0; i < n; ++i) copy[i] = yd[i];
-        in_range = !ranges::any_outside(copy, n, kRkmRawLimit);
-      }
-    }
-    if (!(Flavour::is_double && yd))
+    if (Flavour::is_double && yd)
+      std::copy_n(yd, n, &y0.at_unchecked(1));
+    else
       for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
     const double t = div(h, 3);
-    in_range = in_range && !ranges::outside(t, kRkmRawLimit);
 
     assign_value(xb, x0cell);
     fkt(k1);
@@ -184,13 +181,20 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     };
     bool estimated = false;
     if constexpr (Flavour::is_double) {
-      if (in_range) {
-        for (int i = 1; i <= n; ++i) largest(estimate(detail::RawOps{}, i));
-        estimated = true;
+      if (yd) {
+        ranges::Tally overflow(std::numeric_limits<double>::max());
+        for (int i = 1; i <= n; ++i) {
+          const double ei = estimate(detail::RawOps{}, i);
+          overflow(ei);
+          largest(ei);
+        }
+        estimated = !overflow.any_outside();
       }
     }
-    if (!estimated)
+    if (!estimated) {
+      e = 0;
       for (int i : loop16(1, NN())) largest(estimate(detail::CheckedOps{}, i));
+    }
     e = mul(e, std::abs(t));
 
     if (e <= delta) {

@@ -167,19 +167,22 @@ TEST(Rkm, StepsFollowMersonsFormulasAndTheStepIsKeptBetweenCalls) {
 
 TEST(Rkm, AStageThatOverflowsStopsAtItsEquationWithTheEarlierOnesWritten) {
   // The whole interval first: t = xe / 3; Y(2) + t K(2) overflows after
-  // Y(1) = 0 + t * 1 was written.  Either K(2) is large, or Y(2) is the
-  // largest double and t K(2) = 1E293 is more than half its last place.
+  // Y(1) = 0 + t * 1 was written, and Y(3) keeps its value.  Either K(2) is
+  // large, or Y(2) is the largest double and t K(2) = 1E293 is more than
+  // half its last place.
   struct Case {
     double k2, y2, xe;
   };
   for (const Case& c : {Case{2.5e307, 1.79e308, 1}, Case{1e150, 1.7976931348623157e308, 3e143}}) {
     FunctionObject g;
-    g.define("FKT", [&c](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) { k(1) = 1, k(2) = c.k2; });
-    DoubleArray y = DoubleArray::from({0.0, c.y2}), z(Bounds{1, 1});
+    g.define("FKT", [&c](Variant&, double&, DoubleArray&, DoubleArray& k, DoubleArray&) {
+      k(1) = 1, k(2) = c.k2, k(3) = 1;
+    });
+    DoubleArray y = DoubleArray::from({0.0, c.y2, 5.0}), z(Bounds{1, 1});
     double xb = 0, xe = c.xe;
     Variant star = 1;
-    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 2, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
-    EXPECT_TRUE(y(1) == c.xe / 3 && y(2) == c.y2 && xb == 0) << y(1) << " " << y(2);
+    EXPECT_EQ(testing::error_of([&] { Korvat().Rkmd(g, 3, xb, xe, y, 1e-6, star, z); }), err::kOverflow);
+    EXPECT_TRUE(y(1) == c.xe / 3 && y(2) == c.y2 && y(3) == 5 && xb == 0) << y(1) << " " << y(2) << " " << y(3);
   }
 }
 
