@@ -56,9 +56,19 @@ class Variant {
     return r;
   }
 
-  Variant(const Variant& o);
+  Variant(const Variant& o) : type_(o.type_), u_(o.u_) {
+    if (type_ == Type::String) copy_string();
+  }
   Variant(Variant&& o) noexcept : type_(o.type_), u_(o.u_) { o.type_ = Type::Empty; }
-  Variant& operator=(const Variant& o);
+  // Only a string owns storage: every other value is copied as it stands.
+  Variant& operator=(const Variant& o) {
+    if (type_ != Type::String && o.type_ != Type::String) [[likely]] {
+      type_ = o.type_;
+      u_ = o.u_;
+      return *this;
+    }
+    return assign_string(o);
+  }
   Variant& operator=(Variant&& o) noexcept {
     if (this != &o) {
       release();
@@ -124,6 +134,8 @@ class Variant {
     type_ = Type::Empty;
   }
   void release_string() noexcept;
+  void copy_string();
+  Variant& assign_string(const Variant& o);
   double to_double_slow() const;
   std::int16_t to_int16_slow() const;
   std::int32_t to_int32_slow() const;

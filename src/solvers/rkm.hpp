@@ -30,16 +30,23 @@ inline constexpr double kRkmMinStep = 1e-5;
 
 namespace detail {
 
-// The arithmetic of a stage, written once: checked (every operation raises
-// error 6 when its result is not finite) or raw (plain doubles on storage
-// whose positions are known to exist).
+// The method's own arrays: the values at the start of the step and the
+// slopes of the five stages.
+enum Row : int { Y0, K1, K2, K3, K4, K5, kRows };
+
+// The arithmetic of a stage, written once over the rows at position i:
+// checked, on the arrays (every operation raises error 6 when its result is
+// not finite), or raw, on their storage from position 1 on.
+template <class Array>
 struct CheckedOps : arith::Checked {
-  template <class A>
-  static double at(const A& a, int i) { return number_of(a(i)); }
+  explicit CheckedOps(const Array* r) : rows(r) {}
+  const Array* rows;
+  double at(Row r, int i) const { return number_of(rows[r](i)); }
 };
 struct RawOps : arith::Unchecked<> {
-  template <class A>
-  static double at(const A& a, int i) { return const_cast<A&>(a).at_unchecked(i); }
+  explicit RawOps(const double* const* r) : rows(r) {}
+  const double* const* rows;
+  double at(Row r, int i) const { return rows[r][i - 1]; }
 };
 
 // Where the caller's Y holds doubles at 1..n, its double at position 1.
@@ -69,7 +76,10 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   Variant nn = cell_value(nn_arg);  // FKT receives the method's own copy
   auto NN = [&] { return int16_of(nn); };
   const int own = NN();
-  Array y0(upto(own)), k1(upto(own)), k2(upto(own)), k3(upto(own)), k4(upto(own)), k5(upto(own));
+  using detail::Row;
+  using enum detail::Row;
+  Array w[kRows] = {Array(upto(own)), Array(upto(own)), Array(upto(own)),
+                    Array(upto(own)), Array(upto(own)), Array(upto(own))};
   double delta = number_of(delta_arg);
   if (Flavour::is_double) {
     if (delta < 1e-15) delta = 1e-7;
@@ -91,16 +101,27 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   double* yd = nullptr;
   int n = 0;
   int k_reach = own;  // every K of this step holds 1..k_reach
+  // Each row's double at position 1, taken again after the call that is
+  // given the row (the only one that may re-dimension it).
+  const double* raw[kRows] = {};
+  if constexpr (Flavour::is_double)
+    if (own >= 1) raw[Y0] = &w[Y0].at_unchecked(1);
   auto look = [&]() KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
       n = NN();
       yd = n <= k_reach ? detail::dense_from_one(y, n) : nullptr;
     }
   };
-  auto fkt = [&](Array& k) KOR_LAMBDA_INLINE {
+  auto fkt = [&](Row r) KOR_LAMBDA_INLINE {
+    Array& k = w[r];
     client.call("FKT", nn, xb, y, k, zz);
     if constexpr (Flavour::is_double) {
-      if (!(k.contains(1) && k.contains(k_reach))) [[unlikely]] k_reach = k.contains(1) ? k.ubound() : 0;
+      if (k.contains(1)) [[likely]] {
+        raw[r] = &k.at_unchecked(1);
+        if (!k.contains(k_reach)) [[unlikely]] k_reach = k.ubound();
+      } else {
+        k_reach = 0;
+      }
       look();
     }
   };
@@ -120,14 +141,14 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       if (yd) {
         int i = 1;
         for (; i <= n; ++i) {
-          const double v = value(detail::RawOps{}, i);
+          const double v = value(detail::RawOps{raw}, i);
           if (ranges::outside(v, std::numeric_limits<double>::max())) [[unlikely]] break;
           yd[i - 1] = v;
         }
         if (i > n) return;
       }
     }
-    for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps{}, i));
+    for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps<Array>{w}, i));
   };
 
   for (;;) {
@@ -143,37 +164,37 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     k_reach = own;
     look();
     if (Flavour::is_double && yd)
-      std::copy_n(yd, n, &y0.at_unchecked(1));
+      std::copy_n(yd, n, &w[Y0].at_unchecked(1));
     else
-      for (int i : loop16(1, NN())) y0(i) = cell_value(y(i));
+      for (int i : loop16(1, NN())) w[Y0](i) = cell_value(y(i));
     const double t = div(h, 3);
 
     assign_value(xb, x0cell);
-    fkt(k1);
-    stage([&](auto o, int i) { return o.add(o.at(y0, i), o.mul(t, o.at(k1, i))); });
+    fkt(K1);
+    stage([&](auto o, int i) { return o.add(o.at(Y0, i), o.mul(t, o.at(K1, i))); });
     assign_number(xb, arith::add(x0, t));
-    fkt(k2);
-    stage([&](auto o, int i) { return o.add(o.at(y0, i), o.mul(t, o.mul(0.5, o.add(o.at(k1, i), o.at(k2, i))))); });
-    fkt(k3);
+    fkt(K2);
+    stage([&](auto o, int i) { return o.add(o.at(Y0, i), o.mul(t, o.mul(0.5, o.add(o.at(K1, i), o.at(K2, i))))); });
+    fkt(K3);
     stage([&](auto o, int i) {
-      return o.add(o.at(y0, i), o.mul(t, o.add(o.mul(0.375, o.at(k1, i)), o.mul(1.125, o.at(k3, i)))));
+      return o.add(o.at(Y0, i), o.mul(t, o.add(o.mul(0.375, o.at(K1, i)), o.mul(1.125, o.at(K3, i)))));
     });
     assign_number(xb, arith::add(x0, mul(0.5, h)));
-    fkt(k4);
+    fkt(K4);
     stage([&](auto o, int i) {
-      return o.add(o.at(y0, i),
-                   o.mul(t, o.add(o.sub(o.mul(1.5, o.at(k1, i)), o.mul(4.5, o.at(k3, i))), o.mul(6, o.at(k4, i)))));
+      return o.add(o.at(Y0, i),
+                   o.mul(t, o.add(o.sub(o.mul(1.5, o.at(K1, i)), o.mul(4.5, o.at(K3, i))), o.mul(6, o.at(K4, i)))));
     });
     assign_number(xb, arith::add(x0, h));
-    fkt(k5);
+    fkt(K5);
     stage([&](auto o, int i) {
-      return o.add(o.at(y0, i), o.mul(t, o.add(o.mul(2, o.at(k4, i)), o.mul(0.5, o.add(o.at(k5, i), o.at(k1, i))))));
+      return o.add(o.at(Y0, i), o.mul(t, o.add(o.mul(2, o.at(K4, i)), o.mul(0.5, o.add(o.at(K5, i), o.at(K1, i))))));
     });
 
     // The error estimate, the largest over the equations.
     auto estimate = [&](auto o, int i) {
-      return std::abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(k1, i)), o.mul(0.9, o.at(k3, i))), o.mul(0.8, o.at(k4, i))),
-                            o.mul(0.1, o.at(k5, i))));
+      return std::abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(K1, i)), o.mul(0.9, o.at(K3, i))), o.mul(0.8, o.at(K4, i))),
+                            o.mul(0.1, o.at(K5, i))));
     };
     double e = 0;
     auto largest = [&e](double ei) {
@@ -184,7 +205,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       if (yd) {
         ranges::Tally overflow(std::numeric_limits<double>::max());
         for (int i = 1; i <= n; ++i) {
-          const double ei = estimate(detail::RawOps{}, i);
+          const double ei = estimate(detail::RawOps{raw}, i);
           overflow(ei);
           largest(ei);
         }
@@ -193,7 +214,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     }
     if (!estimated) {
       e = 0;
-      for (int i : loop16(1, NN())) largest(estimate(detail::CheckedOps{}, i));
+      for (int i : loop16(1, NN())) largest(estimate(detail::CheckedOps<Array>{w}, i));
     }
     e = mul(e, std::abs(t));
 
@@ -206,9 +227,9 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       }
     } else {
       if (Flavour::is_double && yd)
-        for (int i = 1; i <= n; ++i) assign_number(yd[i - 1], number_of(y0.at_unchecked(i)));
+        for (int i = 1; i <= n; ++i) assign_number(yd[i - 1], raw[Y0][i - 1]);
       else
-        for (int i : loop16(1, NN())) assign_value(y(i), y0(i));
+        for (int i : loop16(1, NN())) assign_value(y(i), w[Y0](i));
       assign_value(xb, x0cell);
     }
     h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));
