@@ -160,6 +160,8 @@ FAULTS = [
     ("newton", "src/solvers/newton.hpp", "if (h < 1e-4) h = 1e-4;", "if (h < 1e-4) h = 1e-3;", 1),
     ("rkm", "src/solvers/rkm.hpp", "std::copy_n(yd, n, &y0.at_unchecked(1));", "std::copy_n(yd, n - 1, &y0.at_unchecked(1));", 1),
     ("rkm", "src/solvers/rkm.hpp", "if (i > n) return;", "return;", 1),
+    ("rkm", "src/solvers/rkm.hpp", "return in[0] & in[1];", "return in[0];", 1),
+    ("rkm", "src/solvers/rkm.hpp", "largest(ei[1]);", "", 1),
     ("rkm", "src/solvers/rkm.hpp", "max())) [[unlikely]] break;", "max())) [[unlikely]] {}", 1),
     ("rkm", "src/solvers/rkm.hpp",
      "if (ranges::outside(v, std::numeric_limits<double>::max())) [[unlikely]] break;\n          yd[i - 1] = v;",

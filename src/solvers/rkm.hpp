@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 #include "component/arith.hpp"
@@ -42,12 +43,44 @@ struct CheckedOps : arith::Checked {
   explicit CheckedOps(const Array* r) : rows(r) {}
   const Array* rows;
   double at(Row r, int i) const { return number_of(rows[r](i)); }
+  static double abs(double a) { return std::abs(a); }
 };
 struct RawOps : arith::Unchecked<> {
   explicit RawOps(const double* const* r) : rows(r) {}
   const double* const* rows;
   double at(Row r, int i) const { return rows[r][i - 1]; }
+  static double abs(double a) { return std::abs(a); }
+  static bool finite(double a) { return !ranges::outside(a, std::numeric_limits<double>::max()); }
 };
+
+#if defined(__GNUC__)
+#define KOR_RKM_PAIRS 1
+// Positions i and i + 1 at once, each lane doing RawOps' operations in the
+// same order, so that its doubles are the scalar loop's, bit for bit.
+struct RawPairOps {
+  typedef double Pair __attribute__((vector_size(16)));
+  typedef long long Mask __attribute__((vector_size(16)));
+  explicit RawPairOps(const double* const* r) : rows(r) {}
+  const double* const* rows;
+  Pair at(Row r, int i) const {
+    Pair v;
+    std::memcpy(&v, rows[r] + i - 1, sizeof v);
+    return v;
+  }
+  static Pair add(Pair a, Pair b) { return a + b; }
+  static Pair sub(Pair a, Pair b) { return a - b; }
+  static Pair mul(Pair a, Pair b) { return a * b; }
+  static Pair mul(double a, Pair b) { return Pair{a, a} * b; }
+  static Pair abs(Pair a) { return reinterpret_cast<Pair>(reinterpret_cast<Mask>(a) & 0x7fffffffffffffffLL); }
+  static bool finite(Pair a) {
+    const double m = std::numeric_limits<double>::max();
+    const Mask in = abs(a) <= Pair{m, m};
+    return in[0] & in[1];
+  }
+};
+#else
+#define KOR_RKM_PAIRS 0
+#endif
 
 // Where the caller's Y holds doubles at 1..n, its double at position 1.
 template <class YArray>
@@ -140,9 +173,16 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     if constexpr (Flavour::is_double) {
       if (yd) {
         int i = 1;
+#if KOR_RKM_PAIRS
+        for (; i < n; i += 2) {
+          const auto v = value(detail::RawPairOps{raw}, i);
+          if (!detail::RawPairOps::finite(v)) [[unlikely]] break;
+          std::memcpy(yd + i - 1, &v, sizeof v);
+        }
+#endif
         for (; i <= n; ++i) {
           const double v = value(detail::RawOps{raw}, i);
-          if (ranges::outside(v, std::numeric_limits<double>::max())) [[unlikely]] break;
+          if (!detail::RawOps::finite(v)) [[unlikely]] break;
           yd[i - 1] = v;
         }
         if (i > n) return;
@@ -193,7 +233,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
 
     // The error estimate, the largest over the equations.
     auto estimate = [&](auto o, int i) {
-      return std::abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(K1, i)), o.mul(0.9, o.at(K3, i))), o.mul(0.8, o.at(K4, i))),
+      return o.abs(o.sub(o.add(o.sub(o.mul(0.2, o.at(K1, i)), o.mul(0.9, o.at(K3, i))), o.mul(0.8, o.at(K4, i))),
                             o.mul(0.1, o.at(K5, i))));
     };
     double e = 0;
@@ -203,13 +243,23 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     bool estimated = false;
     if constexpr (Flavour::is_double) {
       if (yd) {
-        ranges::Tally overflow(std::numeric_limits<double>::max());
-        for (int i = 1; i <= n; ++i) {
+        // The largest of a set does not depend on the order it is read in.
+        bool finite = true;
+        int i = 1;
+#if KOR_RKM_PAIRS
+        for (; i < n; i += 2) {
+          const auto ei = estimate(detail::RawPairOps{raw}, i);
+          finite &= detail::RawPairOps::finite(ei);
+          largest(ei[0]);
+          largest(ei[1]);
+        }
+#endif
+        for (; i <= n; ++i) {
           const double ei = estimate(detail::RawOps{raw}, i);
-          overflow(ei);
+          finite &= detail::RawOps::finite(ei);
           largest(ei);
         }
-        estimated = !overflow.any_outside();
+        estimated = finite;
       }
     }
     if (!estimated) {
@@ -244,3 +294,4 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
 }  // namespace kor::solvers
 
 #undef KOR_LAMBDA_INLINE
+#undef KOR_RKM_PAIRS
