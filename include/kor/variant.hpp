@@ -56,9 +56,7 @@ class Variant {
     return r;
   }
 
-  Variant(const Variant& o) : type_(o.type_), u_(o.u_) {
-    if (type_ == Type::String) copy_string();
-  }
+  Variant(const Variant& o);
   Variant(Variant&& o) noexcept : type_(o.type_), u_(o.u_) { o.type_ = Type::Empty; }
   // Only a string owns storage: every other value is copied as it stands.
   Variant& operator=(const Variant& o) {
@@ -134,7 +132,6 @@ class Variant {
     type_ = Type::Empty;
   }
   void release_string() noexcept;
-  void copy_string();
   Variant& assign_string(const Variant& o);
   double to_double_slow() const;
   std::int16_t to_int16_slow() const;

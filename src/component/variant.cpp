@@ -11,7 +11,9 @@ namespace kor {
 
 Variant::Variant(std::string_view s) : type_(Type::String) { u_.s = new std::string(s); }
 
-void Variant::copy_string() { u_.s = new std::string(*u_.s); }
+Variant::Variant(const Variant& o) : type_(o.type_), u_(o.u_) {
+  if (type_ == Type::String) u_.s = new std::string(*o.u_.s);
+}
 
 Variant& Variant::assign_string(const Variant& o) {
   if (this != &o) {
