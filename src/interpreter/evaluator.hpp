@@ -283,7 +283,12 @@ class Evaluator {
     if (depth >= kMaxDepth) throw Error(err::kOutOfStack);
     const std::int16_t entry = ipok;
     const int len = pos16(static_cast<int>(std::min<std::size_t>(s.size(), 1u << 20)));
-    auto at = [&](int p) -> char { return p >= 1 && p <= len ? s[static_cast<std::size_t>(p - 1)] : '\0'; };
+    // Position p (from 1), or '\0' outside the text: one unsigned comparison
+    // tells both ends.
+    auto at = [&](int p) -> char {
+      const unsigned offset = static_cast<unsigned>(p) - 1u;
+      return offset < static_cast<unsigned>(len) ? s[offset] : '\0';
+    };
 
     Level L;
     int tok = 1;      // token start
