@@ -51,15 +51,17 @@ struct RawOps : arith::Unchecked<> {
   double at(Row r, int i) const { return rows[r][i - 1]; }
   static double abs(double a) { return std::abs(a); }
   static bool finite(double a) { return !ranges::outside(a, std::numeric_limits<double>::max()); }
+  static void store(double* to, double v) { *to = v; }
+  template <class F>
+  static void lanes(double v, F f) { f(v); }
 };
 
 #if defined(__GNUC__)
-#define KOR_RKM_PAIRS 1
 // Positions i and i + 1 at once, each lane doing RawOps' operations in the
 // same order, so that its doubles are the scalar loop's, bit for bit.
 struct RawPairOps {
-  typedef double Pair __attribute__((vector_size(16)));
-  typedef long long Mask __attribute__((vector_size(16)));
+  using Pair = arith::detail::v2d;
+  using Mask = arith::detail::v2l;
   explicit RawPairOps(const double* const* r) : rows(r) {}
   const double* const* rows;
   Pair at(Row r, int i) const {
@@ -77,10 +79,30 @@ struct RawPairOps {
     const Mask in = abs(a) <= Pair{m, m};
     return in[0] & in[1];
   }
+  static void store(double* to, Pair v) { std::memcpy(to, &v, sizeof v); }
+  template <class F>
+  static void lanes(Pair v, F f) {
+    f(v[0]);
+    f(v[1]);
+  }
 };
-#else
-#define KOR_RKM_PAIRS 0
 #endif
+
+// step(ops, i) at positions i = 1..n on the rows' storage, two at a time
+// where the compiler has vector types and one at a time after; it stops at
+// the first call that returns false.  Returns the position it stopped at,
+// n + 1 when every call went through.
+template <class Step>
+KOR_ALWAYS_INLINE int raw_positions(int n, const double* const* rows, Step step) {
+  int i = 1;
+#if defined(__GNUC__)
+  for (; i < n; i += 2)
+    if (!step(RawPairOps{rows}, i)) [[unlikely]] break;
+#endif
+  for (; i <= n; ++i)
+    if (!step(RawOps{rows}, i)) [[unlikely]] break;
+  return i;
+}
 
 // Where the caller's Y holds doubles at 1..n, its double at position 1.
 template <class YArray>
@@ -166,26 +188,19 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   // stage stores each result once it is seen finite and stops at the first
   // that is not; the checked loop then runs from the start, writes the same
   // cells before it and raises at the operation that fails.
-
+  //
   // Y(i) = value(ops, i) for i = 1..NN(), the checked loop raising at the
   // operation that fails with the cells before it written.
   auto stage = [&](auto value) KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
       if (yd) {
-        int i = 1;
-#if KOR_RKM_PAIRS
-        for (; i < n; i += 2) {
-          const auto v = value(detail::RawPairOps{raw}, i);
-          if (!detail::RawPairOps::finite(v)) [[unlikely]] break;
-          std::memcpy(yd + i - 1, &v, sizeof v);
-        }
-#endif
-        for (; i <= n; ++i) {
-          const double v = value(detail::RawOps{raw}, i);
-          if (!detail::RawOps::finite(v)) [[unlikely]] break;
-          yd[i - 1] = v;
-        }
-        if (i > n) return;
+        const int stop = detail::raw_positions(n, raw, [&](auto o, int i) KOR_LAMBDA_INLINE {
+          const auto v = value(o, i);
+          if (!o.finite(v)) [[unlikely]] return false;
+          o.store(yd + i - 1, v);
+          return true;
+        });
+        if (stop > n) return;
       }
     }
     for (int i : loop16(1, NN())) assign_number(y(i), value(detail::CheckedOps<Array>{w}, i));
@@ -245,20 +260,12 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       if (yd) {
         // The largest of a set does not depend on the order it is read in.
         bool finite = true;
-        int i = 1;
-#if KOR_RKM_PAIRS
-        for (; i < n; i += 2) {
-          const auto ei = estimate(detail::RawPairOps{raw}, i);
-          finite &= detail::RawPairOps::finite(ei);
-          largest(ei[0]);
-          largest(ei[1]);
-        }
-#endif
-        for (; i <= n; ++i) {
-          const double ei = estimate(detail::RawOps{raw}, i);
-          finite &= detail::RawOps::finite(ei);
-          largest(ei);
-        }
+        detail::raw_positions(n, raw, [&](auto o, int i) KOR_LAMBDA_INLINE {
+          const auto ei = estimate(o, i);
+          finite &= o.finite(ei);
+          o.lanes(ei, largest);
+          return true;
+        });
         estimated = finite;
       }
     }
@@ -294,4 +301,3 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
 }  // namespace kor::solvers
 
 #undef KOR_LAMBDA_INLINE
-#undef KOR_RKM_PAIRS
