@@ -218,6 +218,10 @@ FAULTS = [
     ("splines", "src/interp/spline.hpp", "const bool right = !(number_of(base[k]) > xx);",
      "const bool right = !(number_of(base[k]) >= xx);", 1),
     ("splines", "src/interp/spline.hpp", "if (std::isfinite(v)) [[likely]] return v;", "return v;", 1),
+    ("splines", "src/interp/spline.hpp", "if (right == (base[k] > xx)) return;", "", 1),
+    ("splines", "src/interp/spline.hpp", "if (right == (base[k] > xx)) return;",
+     "if (right == (base[k] >= xx)) return;", 1),
+    ("splines", "src/interp/spline.hpp", "(right ? lo : hi) = k;", "(right ? hi : lo) = k;", 1),
 ]
 
 

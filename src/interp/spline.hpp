@@ -38,7 +38,9 @@ const double* companion_base(const A& a, std::int32_t imin, std::int32_t imax) {
   return nullptr;
 }
 
-// Knot counts above which the interval search fetches ahead.
+// Knot counts above which the interval search guesses and fetches ahead
+// (below, the bisection runs in cache, where a wrong guess costs more than
+// a right one saves).
 inline constexpr std::int32_t kLargeTable = 1 << 15;
 
 struct Interval {
@@ -46,6 +48,32 @@ struct Interval {
   std::int32_t khi;
   double h;
 };
+
+// Where xx would lie if the knots imin..imax were evenly spaced, as a
+// position in imin..imax-1.  Only a guess: follow_guess checks it against
+// the knots the bisection compares.  A span of zero, a NaN or a point
+// outside the knots gives an end position (the comparisons fail for NaN).
+inline std::int32_t interpolated_guess(const double* base, std::int32_t imin, std::int32_t imax, double xx) {
+  const double last = static_cast<double>(imax) - imin - 1;
+  const double t = (xx - base[imin]) / (base[imax] - base[imin]) * (last + 1);
+  if (!(t > 0)) return imin;
+  if (!(t < last)) return imax - 1;
+  return imin + static_cast<std::int32_t>(t);
+}
+
+// Takes the bisection's own steps over [lo, hi] while each agrees with the
+// guess.  The guess alone chooses the next midpoint, so the knots of all the
+// levels are loaded together instead of one after another; the first knot
+// that disagrees ends the walk, and the bisection goes on from that level.
+// Where the guess holds, the interval is the one the bisection finds.
+inline void follow_guess(const double* base, double xx, std::int32_t guess, std::int32_t& lo, std::int32_t& hi) {
+  while (hi - lo > 1) {
+    const std::int32_t k = lo + ((hi - lo) >> 1);
+    const bool right = guess >= k;
+    if (right == (base[k] > xx)) return;
+    (right ? lo : hi) = k;
+  }
+}
 
 // SplLocate: bisection for the knot interval of xx.  A point on an interior
 // knot belongs to the interval on its right; points outside the knots fall
@@ -67,12 +95,21 @@ Interval spl_locate(std::int32_t imin, std::int32_t imax, const Knots& x, double
       const auto* base = &const_cast<Knots&>(x).at_unchecked(imin) - imin;
       std::int32_t lo = imin, hi = imax;
       if (hi - lo > kLargeTable) {
-        // A large table lives in memory, not in cache.  Here the halves are
-        // chosen by a jump, so the processor runs ahead on the half it
-        // guesses; the two knots of the next level and, near the end, the
-        // companions' lines are fetched meanwhile.  (The empty statement
-        // keeps the compiler from turning the jump into a conditional move.)
+        // A large table lives in memory, not in cache.  Knots evenly spaced
+        // are found by following the guess, all levels' knots and the
+        // companions' lines at the guess fetched at once.  Otherwise the
+        // halves are chosen by a jump, so the processor runs ahead on the
+        // half it guesses; the two knots of the next level and, near the
+        // end, the companions' lines are fetched meanwhile.  (The empty
+        // statement keeps the compiler from turning the jump into a
+        // conditional move.)
         const double* nearby[] = {companion_base(companions, imin, imax)..., nullptr};
+        if constexpr (dense_doubles<Knots>::value) {
+          const std::int32_t guess = interpolated_guess(base, imin, imax, xx);
+          for (const double* c : nearby)
+            if (c) __builtin_prefetch(c + guess);
+          follow_guess(base, xx, guess, lo, hi);
+        }
         while (hi - lo > 1) {
           const std::int32_t k = lo + ((hi - lo) >> 1);
           __builtin_prefetch(base + lo + ((k - lo) >> 1));

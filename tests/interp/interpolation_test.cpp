@@ -165,6 +165,30 @@ TEST(Splines, LargeTablesFindTheIntervalOfTheirTwoKnots) {
   EXPECT_EQ(error_of([&] { k.Splinpd(1, n, x, y, y2, 5.5); }), err::kOverflow);
 }
 
+TEST(Splines, LargeTablesKeepTheBisectionsIntervalWhereKnotsAreUneven) {
+  // The search of a large table guesses the interval as if the knots were
+  // evenly spaced.  The interval must still be the bisection's: on knots
+  // x = i^2 the last knot not above xx (found here by std::upper_bound);
+  // on knots x = i whose first midpoint 20000 reads 1e9, the bisection
+  // turns left there, so every point above it lands in [19999, 20000].
+  const int n = 40000;
+  DoubleArray x(Bounds{1, n}), y(Bounds{1, n}), y2(Bounds{1, n});
+  for (int i = 1; i <= n; ++i) x(i) = double(i) * i, y(i) = std::sin(i * 0.37), y2(i) = std::cos(i * 1.3);
+  Korvat k;
+  for (int i = 1; i < 200; ++i) {
+    const double xx = 1 + std::fmod(i * 7919.37 * n, double(n) * n - 1);
+    const int lo = static_cast<int>(std::upper_bound(x.data(), x.data() + n, xx) - x.data());
+    EXPECT_EQ(k.Splinpd(1, n, x, y, y2, xx), k.Splinpd(lo, lo + 1, x, y, y2, xx)) << xx;
+  }
+  for (int i = 1; i <= n; ++i) x(i) = i;
+  x(20000) = 1e9;
+  for (double xx : {20000.5, 20100.25, 39999.5}) {
+    EXPECT_EQ(k.Splinpd(1, n, x, y, y2, xx), k.Splinpd(19999, 20000, x, y, y2, xx)) << xx;
+    EXPECT_EQ(k.Splderd(1, n, x, y, y2, xx), k.Splderd(19999, 20000, x, y, y2, xx)) << xx;
+  }
+  EXPECT_EQ(k.Splinpd(1, n, x, y, y2, 17.5), k.Splinpd(17, 18, x, y, y2, 17.5));
+}
+
 TEST(Sinterp, KeepsItsValuesPerFlavourWhileIpocSaysSo) {
   Korvat k;
   Table t;
