@@ -68,6 +68,8 @@ FAULTS = [
      "registers_[static_cast<std::size_t>(s.b)] >= 2.0)", 1),
     ("interpreted solvers", "src/interpreter/interpreted.hpp", "      busy = true;\n", "      busy = false;\n", 1),
     # Gaussian elimination: the checked order and the fast paths.
+    ("gauss small", "src/linalg/kernels.hpp", "if (t) dst[0] = dst[0] - src[0] * s;", "", 1),
+    ("gauss small", "src/linalg/kernels.hpp", "a = a - x * s;", "a = x * s - a;", 1),
     ("gauss", "src/linalg/gauss.hpp", "if (big < kGaussPivotMin) {", "if (big <= kGaussPivotMin) {", 1),
     ("gauss", "src/linalg/gauss.hpp", "for (int k = count16(number_of(n) - 1); k >= 1; --k) {",
      "for (int k = count16(number_of(n) - 2); k >= 1; --k) {", 1),

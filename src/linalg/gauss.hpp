@@ -181,7 +181,10 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     KOR_UNROLL_SMALL
     for (int j = k + 1; j <= nc; ++j) {
       const double pk = at(k, j);
-      for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
+      if constexpr (Step == 1)
+        sub_scaled_pairs(&at(k + 1, j), f + k + 1, pk, n - k);
+      else
+        for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
     }
   }
   KOR_UNROLL_SMALL

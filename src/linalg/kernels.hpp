@@ -143,4 +143,25 @@ inline bool sub_scaled_step2(double* dst, const double* src, double s, int count
   return all;
 }
 
+// dst[t] -= src[t] * s for t < count, without a bound: the update of a
+// small system's column.  Two elements at a time (each still one product
+// and one difference), the odd one first, so that a short column pays no
+// remainder loop.
+inline void sub_scaled_pairs(double* dst, const double* src, double s, int count) {
+  int t = count & 1;
+  if (t) dst[0] = dst[0] - src[0] * s;
+#if defined(__GNUC__)
+  typedef double v2d __attribute__((vector_size(16)));
+  for (; t < count; t += 2) {
+    v2d a, x;
+    std::memcpy(&a, dst + t, 16);
+    std::memcpy(&x, src + t, 16);
+    a = a - x * s;
+    std::memcpy(dst + t, &a, 16);
+  }
+#else
+  for (; t < count; ++t) dst[t] = dst[t] - src[t] * s;
+#endif
+}
+
 }  // namespace kor::linalg::detail
