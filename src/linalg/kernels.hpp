@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "component/arith.hpp"
 #include "component/range_scan.hpp"
 
 namespace kor::linalg::detail {
@@ -59,8 +60,8 @@ inline Pivot find_pivot(int first, int last, Value value) {
 // result is a number of magnitude at most limit.
 inline bool sub_scaled(double* dst, const double* src, double s, int count, double limit) {
 #if defined(__GNUC__)
-  typedef double v2d __attribute__((vector_size(16)));
-  typedef long long v2l __attribute__((vector_size(16)));
+  using arith::detail::v2d;
+  using arith::detail::v2l;
   const v2l magnitude = {0x7FFFFFFFFFFFFFFFLL, 0x7FFFFFFFFFFFFFFFLL};
   const v2d lim = {limit, limit};
   v2l ok0 = {-1, -1}, ok1 = {-1, -1};
@@ -113,8 +114,8 @@ inline bool sub_scaled_step2(double* dst, const double* src, double s, int count
   bool all = true;
   int t = 0;
 #if defined(__GNUC__)
-  typedef double v2d __attribute__((vector_size(16)));
-  typedef long long v2l __attribute__((vector_size(16)));
+  using arith::detail::v2d;
+  using arith::detail::v2l;
   const v2l magnitude = {0x7FFFFFFFFFFFFFFFLL, 0x7FFFFFFFFFFFFFFFLL};
   const v2d lim = {limit, limit};
   v2l ok = {-1, -1};
@@ -151,7 +152,7 @@ inline void sub_scaled_pairs(double* dst, const double* src, double s, int count
   int t = count & 1;
   if (t) dst[0] = dst[0] - src[0] * s;
 #if defined(__GNUC__)
-  typedef double v2d __attribute__((vector_size(16)));
+  using arith::detail::v2d;
   for (; t < count; t += 2) {
     v2d a, x;
     std::memcpy(&a, dst + t, 16);
