@@ -76,6 +76,7 @@ FAULTS = [
     ("gauss small", "src/linalg/gauss.hpp", "for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];",
      "for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) + pk * f[i];", 1),
     ("gauss small", "src/linalg/gauss.hpp", "bits_of(at(k, j)) ^ pivot_sign)", "bits_of(at(k, j)))", 1),
+    ("gauss small", "src/linalg/gauss.hpp", "const double zero = pivot_sign ? -0.0 : 0.0;", "const double zero = 0.0;", 1),
     ("gauss small", "src/component/range_scan.hpp", "acc |= l - (b & 0x7fffffffffffffff);", "acc |= l - b;", 1),
     ("gauss small", "src/linalg/kernels.hpp", "if (ld == static_cast<std::size_t>(rows) * Step)", "if (true)", 1),
     ("gauss pivot", "src/linalg/kernels.hpp", "if (v > r.big) {", "if (v >= r.big) {", 1),

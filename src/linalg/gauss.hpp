@@ -165,10 +165,17 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     // Left of the diagonal the row holds zeros, x - 1*x, or NaN where a
     // value had already left the range (the final scan catches those): the
     // quotient of a zero is the zero with the sign of the division, and a
-    // NaN stays one.
+    // NaN stays one.  In a bounded matrix every such zero is x - 1*x = +0,
+    // so the quotient is the zero with the pivot's sign, stored unread.
     const std::uint64_t pivot_sign = arith::detail::bits_of(pivot) & 0x8000000000000000u;
-    KOR_UNROLL_SMALL
-    for (int j = 1; j < k; ++j) at(k, j) = arith::detail::double_of(arith::detail::bits_of(at(k, j)) ^ pivot_sign);
+    if (bounded) {
+      const double zero = pivot_sign ? -0.0 : 0.0;
+      KOR_UNROLL_SMALL
+      for (int j = 1; j < k; ++j) at(k, j) = zero;
+    } else {
+      KOR_UNROLL_SMALL
+      for (int j = 1; j < k; ++j) at(k, j) = arith::detail::double_of(arith::detail::bits_of(at(k, j)) ^ pivot_sign);
+    }
     KOR_UNROLL_SMALL
     for (int j = k; j <= nc; ++j) at(k, j) = at(k, j) / pivot;
     // Column k first, keeping the multipliers it held.
