@@ -150,7 +150,6 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
       for (int i = 1; i <= n; ++i) at(i, j) = kept[(j - 1) * n + (i - 1)];
     gauss_checked(static_cast<double>(n), at, static_cast<double>(ncol), id);
   };
-  double f[kSmallOrder + 1];
   KOR_UNROLL_SMALL
   for (int k = 1; k <= n; ++k) {
     const auto [big, p] = find_pivot(k, n, [&](int i) { return at(i, k); });
@@ -178,21 +177,19 @@ void gauss_small_sized(int n_given, int ncol_given, double* a, std::size_t ld, S
     }
     KOR_UNROLL_SMALL
     for (int j = k; j <= nc; ++j) at(k, j) = at(k, j) / pivot;
-    // Column k first, keeping the multipliers it held.
-    const double pkk = at(k, k);
-    for (int i = k + 1; i <= n; ++i) {
-      const double x = at(i, k);
-      f[i] = x;
-      at(i, k) = x - pkk * x;
-    }
+    // The columns right of k take their multipliers from column k, which is
+    // eliminated last (each element's own sequence of operations is the
+    // same in any order of the columns).
     KOR_UNROLL_SMALL
     for (int j = k + 1; j <= nc; ++j) {
       const double pk = at(k, j);
       if constexpr (Step == 1)
-        sub_scaled_pairs(&at(k + 1, j), f + k + 1, pk, n - k);
+        sub_scaled_pairs(&at(k + 1, j), &at(k + 1, k), pk, n - k);
       else
-        for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * f[i];
+        for (int i = k + 1; i <= n; ++i) at(i, j) = at(i, j) - pk * at(i, k);
     }
+    const double pkk = at(k, k);
+    for (int i = k + 1; i <= n; ++i) at(i, k) = at(i, k) - pkk * at(i, k);
   }
   KOR_UNROLL_SMALL
   for (int k = n - 1; k >= 1; --k)
