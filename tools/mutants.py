@@ -165,6 +165,12 @@ FAULTS = [
     ("newton", "src/solvers/newton.hpp", "if (counter > niter()) {", "if (counter >= niter()) {", 1),
     ("newton", "src/solvers/newton.hpp", "is_missing(eps_arg) ? 1e-5", "is_missing(eps_arg) ? 1e-6", 1),
     ("newton", "src/solvers/newton.hpp", "if (h < 1e-4) h = 1e-4;", "if (h < 1e-4) h = 1e-3;", 1),
+    # The integrator's step power.
+    ("pow fifth", "src/component/pow_fifth.hpp", "(0x1p-54 / 5)", "(0x1p-53 / 5)", 1),
+    ("pow fifth", "src/component/pow_fifth.hpp", "const int q = (e + 1025) / 5 - 205;", "const int q = e / 5;", 1),
+    ("pow fifth", "src/component/pow_fifth.hpp", "if (std::abs(miss) < share * ulp) [[likely]]", "if (true)", 1),
+    ("pow fifth", "src/component/pow_fifth.hpp", "0.025536 - 0.0204288 * z", "0.0255 - 0.0204288 * z", 1),
+    ("pow fifth", "src/component/pow_fifth.hpp", "lo = correction - (hi - t);", "lo = 0;", 1),
     ("rkm", "src/solvers/rkm.hpp", "std::copy_n(yd, n, &w[Y0].at_unchecked(1));", "std::copy_n(yd, n - 1, &w[Y0].at_unchecked(1));",
      1),
     ("rkm", "src/solvers/rkm.hpp", "if (stop > n) return;", "return;", 1),

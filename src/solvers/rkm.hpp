@@ -16,6 +16,7 @@
 #include "component/arith.hpp"
 #include "component/elements.hpp"
 #include "component/flavour.hpp"
+#include "component/pow_fifth.hpp"
 #include "component/range_scan.hpp"
 
 // The step's helpers are inlined into its loop, so that the view stays in registers.
@@ -289,7 +290,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
         for (int i : loop16(1, NN())) assign_value(y(i), w[Y0](i));
       assign_value(xb, x0cell);
     }
-    h = mul(h, mul(0.8, arith::pow(div(delta, e), 0.2)));
+    h = mul(h, mul(0.8, arith::pow_fifth(div(delta, e))));
     if (std::abs(h) < kRkmMinStep) h = h > 0 ? kRkmMinStep : (h < 0 ? -kRkmMinStep : 0.0);
     saved_step = h;
     assign_value(star, Variant::from_single(-1.0f));

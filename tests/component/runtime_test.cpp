@@ -5,12 +5,15 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <bit>
 #include <functional>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
 
 #include "component/arith.hpp"
+#include "component/pow_fifth.hpp"
 #include "kor/kor.hpp"
 #include "support.hpp"
 
@@ -169,6 +172,36 @@ TEST(Cube, IsTheDoubleThePowerGivesOnBothProducts) {
     const double expected[6] = {pv, pv, pv, pw, pw, pv};
     for (int k = 0; k < 6; ++k)
       ASSERT_EQ(std::memcmp(&got[k], &expected[k], sizeof(double)), 0) << k << ": " << std::hexfloat << v << " " << w;
+  }
+}
+
+TEST(PowFifth, IsTheDoubleThePowerGives) {
+  // Random doubles over the whole positive range (random bits), and where
+  // the reduction is most fragile: powers of two and their neighbours, the
+  // centres and ends of the table's intervals, values near 1, and the
+  // doubles the general power takes (subnormals, zero, infinity).
+  std::vector<double> values;
+  std::mt19937_64 rng(11);
+  for (int i = 0; i < 400000; ++i) values.push_back(std::abs(std::bit_cast<double>(rng())));
+  for (int e = -1074; e <= 1023; ++e) {
+    const double p = std::ldexp(1.0, e);
+    for (double v : {p, std::nextafter(p, 0.0), std::nextafter(p, 1e300)}) values.push_back(v);
+  }
+  for (int k = 0; k <= 256; ++k)
+    for (int e : {-1022, -7, -3, 0, 1, 2, 3, 4, 5, 700, 1019, 1023}) {
+      const double c = std::ldexp(1 + k / 256.0, e);
+      for (double v : {c, std::nextafter(c, 0.0), std::nextafter(c, 1e308)}) values.push_back(v);
+    }
+  for (int i = 1; i <= 2000; ++i) values.push_back(1 + i * 0x1p-40), values.push_back(1 - i * 0x1p-40);
+  for (double v : {0.0, 1e-310, 32.0, 1e-15 / 3e-9, -2.0, std::numeric_limits<double>::infinity()})
+    values.push_back(v);
+  // The checked general power: the same double, or the same error (5 for a
+  // negative x, 6 for an infinity or a NaN).
+  for (double v : values) {
+    double got = 0, expected = 0;
+    const int got_error = error_of([&] { got = arith::pow_fifth(v); });
+    ASSERT_EQ(got_error, error_of([&] { expected = arith::pow(v, 0.2); })) << v;
+    ASSERT_EQ(std::memcmp(&got, &expected, sizeof(double)), 0) << std::hexfloat << v;
   }
 }
 
