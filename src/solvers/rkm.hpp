@@ -36,6 +36,13 @@ namespace detail {
 // slopes of the five stages.
 enum Row : int { Y0, K1, K2, K3, K4, K5, kRows };
 
+// Each row's double at position 1, held by value in the raw loops: a copy
+// whose address is never taken stays in registers, where pointers read
+// through memory would be read again after every store the loop makes.
+struct RowStarts {
+  const double* at[kRows];
+};
+
 // The arithmetic of a stage, written once over the rows at position i:
 // checked, on the arrays (every operation raises error 6 when its result is
 // not finite), or raw, on their storage from position 1 on.
@@ -47,9 +54,9 @@ struct CheckedOps : arith::Checked {
   static double abs(double a) { return std::abs(a); }
 };
 struct RawOps : arith::Unchecked<> {
-  explicit RawOps(const double* const* r) : rows(r) {}
-  const double* const* rows;
-  double at(Row r, int i) const { return rows[r][i - 1]; }
+  explicit RawOps(RowStarts r) : rows(r) {}
+  RowStarts rows;
+  double at(Row r, int i) const { return rows.at[r][i - 1]; }
   static double abs(double a) { return std::abs(a); }
   static bool finite(double a) { return !ranges::outside(a, std::numeric_limits<double>::max()); }
   static void store(double* to, double v) { *to = v; }
@@ -63,11 +70,11 @@ struct RawOps : arith::Unchecked<> {
 struct RawPairOps {
   using Pair = arith::detail::v2d;
   using Mask = arith::detail::v2l;
-  explicit RawPairOps(const double* const* r) : rows(r) {}
-  const double* const* rows;
+  explicit RawPairOps(RowStarts r) : rows(r) {}
+  RowStarts rows;
   Pair at(Row r, int i) const {
     Pair v;
-    std::memcpy(&v, rows[r] + i - 1, sizeof v);
+    std::memcpy(&v, rows.at[r] + i - 1, sizeof v);
     return v;
   }
   static Pair add(Pair a, Pair b) { return a + b; }
@@ -78,7 +85,11 @@ struct RawPairOps {
   static bool finite(Pair a) {
     const double m = std::numeric_limits<double>::max();
     const Mask in = abs(a) <= Pair{m, m};
+#if defined(__SSE2__)
+    return __builtin_ia32_movmskpd(reinterpret_cast<Pair>(in)) == 3;
+#else
     return in[0] & in[1];
+#endif
   }
   static void store(double* to, Pair v) { std::memcpy(to, &v, sizeof v); }
   template <class F>
@@ -94,7 +105,8 @@ struct RawPairOps {
 // the first call that returns false.  Returns the position it stopped at,
 // n + 1 when every call went through.
 template <class Step>
-KOR_ALWAYS_INLINE int raw_positions(int n, const double* const* rows, Step step) {
+KOR_ALWAYS_INLINE int raw_positions(int n, const RowStarts& starts, Step step) {
+  const RowStarts rows = starts;
   int i = 1;
 #if defined(__GNUC__)
   for (; i < n; i += 2)
@@ -159,9 +171,9 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
   int k_reach = own;  // every K of this step holds 1..k_reach
   // Each row's double at position 1, taken again after the call that is
   // given the row (the only one that may re-dimension it).
-  const double* raw[kRows] = {};
+  detail::RowStarts raw = {};
   if constexpr (Flavour::is_double)
-    if (own >= 1) raw[Y0] = &w[Y0].at_unchecked(1);
+    if (own >= 1) raw.at[Y0] = &w[Y0].at_unchecked(1);
   auto look = [&]() KOR_LAMBDA_INLINE {
     if constexpr (Flavour::is_double) {
       n = NN();
@@ -173,7 +185,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
     client.call("FKT", nn, xb, y, k, zz);
     if constexpr (Flavour::is_double) {
       if (k.contains(1)) [[likely]] {
-        raw[r] = &k.at_unchecked(1);
+        raw.at[r] = &k.at_unchecked(1);
         if (!k.contains(k_reach)) [[unlikely]] k_reach = k.ubound();
       } else {
         k_reach = 0;
@@ -285,7 +297,7 @@ void rkm(Client& client, double& saved_step, const Count& nn_arg, Abscissa& xb, 
       }
     } else {
       if (Flavour::is_double && yd)
-        for (int i = 1; i <= n; ++i) assign_number(yd[i - 1], raw[Y0][i - 1]);
+        for (int i = 1; i <= n; ++i) assign_number(yd[i - 1], raw.at[Y0][i - 1]);
       else
         for (int i : loop16(1, NN())) assign_value(y(i), w[Y0](i));
       assign_value(xb, x0cell);
