@@ -86,6 +86,7 @@ struct RawPairOps {
     const double m = std::numeric_limits<double>::max();
     const Mask in = abs(a) <= Pair{m, m};
 #if defined(__SSE2__)
+    // Both lanes' signs in one instruction, not each lane moved out apart.
     return __builtin_ia32_movmskpd(reinterpret_cast<Pair>(in)) == 3;
 #else
     return in[0] & in[1];
