@@ -101,13 +101,13 @@ struct RawPairOps {
 };
 #endif
 
-// step(ops, i) at positions i = 1..n on the rows' storage, two at a time
-// where the compiler has vector types and one at a time after; it stops at
-// the first call that returns false.  Returns the position it stopped at,
-// n + 1 when every call went through.
+// step(ops, i) at positions i = 1..n on the rows' storage (the starts taken
+// by value: see RowStarts), two at a time where the compiler has vector
+// types and one at a time after; it stops at the first call that returns
+// false.  Returns the position it stopped at, n + 1 when every call went
+// through.
 template <class Step>
-KOR_ALWAYS_INLINE int raw_positions(int n, const RowStarts& starts, Step step) {
-  const RowStarts rows = starts;
+KOR_ALWAYS_INLINE int raw_positions(int n, RowStarts rows, Step step) {
   int i = 1;
 #if defined(__GNUC__)
   for (; i < n; i += 2)
